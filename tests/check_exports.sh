@@ -1,0 +1,15 @@
+#!/bin/sh
+# Compares the dynamic symbols a shared library defines with the names its
+# public header declares: nothing internal may leak, nothing public may miss.
+set -eu
+lib=$1
+header=$2
+tmp=${TMPDIR:-/tmp}/fiber_exports.$$
+trap 'rm -f "$tmp".*' EXIT
+nm -D --defined-only "$lib" | awk '$2 ~ /^[TDBRVW]$/ {print $3}' | sort -u >"$tmp.lib"
+grep -E '^FIBER_API' "$header" | sed -E 's/\(.*//; s/\[.*//; s/.*[ *]([A-Za-z_][A-Za-z0-9_]*)$/\1/' | sort -u >"$tmp.hdr"
+if ! diff -u "$tmp.hdr" "$tmp.lib"; then
+  echo "exported symbols differ from the header (- header only, + library only)" >&2
+  exit 1
+fi
+echo "$(wc -l <"$tmp.hdr") public names exported, nothing else"
