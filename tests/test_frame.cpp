@@ -1,18 +1,52 @@
-// The calling frame shared by the entry points: pointer rules, page dump,
-// zeroing of the record and dispatch on the module kind.
+// The calling frame shared by the five entry points: pointer rules, page
+// dump format and order, zeroing of the record and dispatch on the kind.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <regex>
 #include <string>
+#include <vector>
 
 #include "fiber_internal.h"
 
 namespace {
 
-std::string dump_of(const char *label, const uint8_t *page) {
+using Labels = std::vector<std::string>;
+
+// Labels of the page dumps in captured output, in order.
+Labels labels_in(const std::string &out) {
+    Labels labels;
+    static const std::regex header("\n---- \\+ (page[^\n]*)");
+    for (std::sregex_iterator it(out.begin(), out.end(), header), end; it != end; ++it)
+        labels.push_back((*it)[1]);
+    return labels;
+}
+
+// Pages of every size the page set may carry; page n's bytes hold n so that a
+// dump can be told apart from another page's.
+struct page_set {
+    uint8_t lower[128];
+    uint8_t blocks[FIBER_PAGE_COUNT][512];
+    fiber_pages_t pages{};
+    page_set() {
+        std::memset(lower, 0xEE, sizeof lower);
+        for (unsigned n = 0; n < FIBER_PAGE_COUNT; ++n) std::memset(blocks[n], static_cast<int>(n), sizeof blocks[n]);
+    }
+    page_set &with(std::initializer_list<unsigned> numbers) {
+        for (unsigned n : numbers) pages[n] = blocks[n];
+        return *this;
+    }
+};
+
+constexpr const char *kLower = "page00 lower  eeprom";
+constexpr const char *kUpper = "page00 upper  eeprom";
+
+template <class Record, class Call>
+Labels dumped_by(Call call, Record *info) {
     testing::internal::CaptureStdout();
-    fiber::bits_num_display(label, page);
-    return testing::internal::GetCapturedStdout();
+    call(info);
+    return labels_in(testing::internal::GetCapturedStdout());
 }
 
 TEST(PageDump, ExactBytesOfAnAscendingPage) {
@@ -22,18 +56,349 @@ TEST(PageDump, ExactBytesOfAnAscendingPage) {
         "\n---- + page00 lower  eeprom"
         "\n     | 00 01 02 03 04 05 06 07 - 08 09 0A 0B 0C 0D 0E 0F"
         "\n---- + -- -- -- -- -- -- -- -- - -- -- -- -- -- -- -- --";
-    char row[80];
+    char cell[16];
     for (int r = 0; r < 8; ++r) {
-        std::snprintf(row, sizeof row, "\n0x%02X |", r * 16);
-        expected += row;
+        std::snprintf(cell, sizeof cell, "\n0x%02X |", r * 16);
+        expected += cell;
         for (int c = 0; c < 16; ++c) {
             if (c == 8) expected += " -";
-            std::snprintf(row, sizeof row, " %02X", r * 16 + c);
-            expected += row;
+            std::snprintf(cell, sizeof cell, " %02X", r * 16 + c);
+            expected += cell;
         }
     }
     expected += "\n";
-    EXPECT_EQ(dump_of("page00 lower  eeprom", page), expected);
+    testing::internal::CaptureStdout();
+    fiber::bits_num_display(kLower, page);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+}
+
+TEST(PageDump, UpperCaseDigitsAndRowOffsetsWithinThePage) {
+    uint8_t page[128];
+    std::memset(page, 0xAB, sizeof page);
+    testing::internal::CaptureStdout();
+    fiber::bits_num_display("page03  eeprom", page);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("\n0x70 | AB AB AB AB AB AB AB AB - AB"), std::string::npos);
+    EXPECT_EQ(out.find("0x80"), std::string::npos);  // upper pages are numbered from 0x00 too
+    EXPECT_EQ(out.find("ab"), std::string::npos);
+    EXPECT_EQ(out.back(), '\n');
+}
+
+TEST(PageDump, LargePagesShowOnlyTheirFirstBlock) {
+    page_set s;
+    s.with({0x00, 0x01, 0x11, 0x20, 0x21, 0x22, 0x23, 0x2C});
+    s.blocks[0x20][128] = 0x5A;  // second block of page 20h
+    fiber_alarm_info_t info;
+    testing::internal::CaptureStdout();
+    fiber_decode_alarm(FIBER_KIND_CMIS, s.lower, s.pages, &info, 1);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.find(" 5A"), std::string::npos);
+    EXPECT_EQ(std::count(out.begin(), out.end(), '|'), 9 * labels_in(out).size());
+}
+
+// Which pages each entry point dumps, in order, for every kind.
+struct dump_case {
+    const char *name;
+    fiber_module_kind kind;
+    std::vector<unsigned> present;
+    Labels normal, vendor, diag, alarm;
+};
+
+const std::vector<dump_case> kDumpCases = {
+    {"sfp", FIBER_KIND_SFP, {0x00, 0x01, 0x03, 0x11}, {kLower, kUpper}, {kLower, kUpper}, {kLower, kUpper}, {kLower, kUpper}},
+    {"xfp", FIBER_KIND_XFP, {0x00, 0x01}, {kLower, kUpper}, {kLower, kUpper}, {kLower, kUpper}, {kLower, kUpper}},
+    {"qsfp", FIBER_KIND_QSFP, {0x00, 0x01, 0x02, 0x03, 0x11}, {kLower, kUpper}, {kLower, kUpper},
+     {kLower, kUpper, "page03  eeprom"}, {kLower, kUpper}},
+    {"cmis_all", FIBER_KIND_CMIS, {0x00, 0x01, 0x02, 0x03, 0x11, 0x12, 0x20, 0x21, 0x22, 0x23, 0x2C},
+     {kLower, kUpper, "page01  eeprom"}, {kLower, kUpper},
+     {kLower, kUpper, "page01  eeprom", "page11  eeprom", "page02  eeprom"},
+     {kLower, kUpper, "page01  eeprom", "page11  eeprom", "page20  eeprom", "page21  eeprom", "page22  eeprom",
+      "page23  eeprom", "page2C  eeprom", "page12  eeprom"}},
+    {"cmis_no_2c", FIBER_KIND_CMIS, {0x00, 0x01, 0x11, 0x12, 0x20, 0x21, 0x22, 0x23},
+     {kLower, kUpper, "page01  eeprom"}, {kLower, kUpper},
+     {kLower, kUpper, "page01  eeprom", "page11  eeprom"}, {kLower, kUpper, "page01  eeprom", "page11  eeprom"}},
+    {"cmis_no_11", FIBER_KIND_CMIS, {0x00, 0x01, 0x02, 0x12}, {kLower, kUpper, "page01  eeprom"}, {kLower, kUpper},
+     {kLower, kUpper}, {kLower, kUpper}},
+    {"cmis_no_01", FIBER_KIND_CMIS, {0x00, 0x02, 0x11}, {kLower, kUpper}, {kLower, kUpper}, {kLower, kUpper},
+     {kLower, kUpper}},
+    {"unsupported_kind", 4, {0x00, 0x01, 0x11}, {kLower, kUpper}, {kLower, kUpper}, {kLower, kUpper}, {kLower, kUpper}},
+};
+
+TEST(DumpOrder, EveryEntryPointAndKind) {
+    for (const dump_case &c : kDumpCases) {
+        SCOPED_TRACE(c.name);
+        page_set s;
+        for (unsigned n : c.present) s.pages[n] = s.blocks[n];
+        fiber_normal_info_t normal;
+        fiber_vendor_info_t vendor;
+        fiber_diag_info_t diag;
+        fiber_alarm_info_t alarm;
+        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_normal(c.kind, s.lower, s.pages, i, 1); }, &normal), c.normal);
+        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_vendor(c.kind, s.lower, s.pages, i, 1); }, &vendor), c.vendor);
+        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_diag(c.kind, s.lower, s.pages, i, 1); }, &diag), c.diag);
+        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_alarm(c.kind, s.lower, s.pages, i, 1); }, &alarm), c.alarm);
+    }
+}
+
+TEST(DumpOrder, NothingIsPrintedWithoutTheDumpFlag) {
+    page_set s;
+    s.with({0x00, 0x01, 0x02, 0x03, 0x11, 0x12, 0x20, 0x21, 0x22, 0x23, 0x2C});
+    for (fiber_module_kind kind : {0u, 1u, 2u, 3u, 4u, 5u, 6u}) {
+        fiber_normal_info_t normal;
+        fiber_vendor_info_t vendor;
+        fiber_diag_info_t diag;
+        fiber_alarm_info_t alarm;
+        fiber_coremgmt_info_t core;
+        testing::internal::CaptureStdout();
+        fiber_decode_normal(kind, s.lower, s.pages, &normal, 0);
+        fiber_decode_vendor(kind, s.lower, s.pages, &vendor, 0);
+        fiber_decode_diag(kind, s.lower, s.pages, &diag, 0);
+        fiber_decode_alarm(kind, s.lower, s.pages, &alarm, 0);
+        fiber_decode_coremgmt(kind, s.lower, s.pages, &core, 0);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "kind " << kind;
+    }
+}
+
+TEST(DumpOrder, VendorDumpsOnlyThePagesItWasGiven) {
+    page_set s;  // no page-set entries at all
+    fiber_vendor_info_t vendor;
+    EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_vendor(FIBER_KIND_QSFP, s.lower, s.pages, i, 1); }, &vendor),
+              Labels{kLower});
+    s.with({0x00});
+    EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_vendor(FIBER_KIND_QSFP, nullptr, s.pages, i, 1); }, &vendor),
+              Labels{kUpper});
+}
+
+TEST(DumpOrder, CoremgmtDumpsLowerPageAndPage11hForCmisOnly) {
+    page_set s;
+    s.with({0x00, 0x01, 0x11});
+    fiber_coremgmt_info_t core;
+    EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_coremgmt(FIBER_KIND_CMIS, s.lower, s.pages, i, 1); }, &core),
+              (Labels{kLower, "page11  eeprom"}));
+    EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_coremgmt(FIBER_KIND_QSFP, s.lower, s.pages, i, 1); }, &core),
+              Labels{});
+}
+
+// A missing required pointer leaves the record byte for byte as it was and prints nothing.
+template <class Record, class Call>
+void expect_untouched(const char *what, Call call) {
+    SCOPED_TRACE(what);
+    Record info;
+    std::memset(&info, 0xA5, sizeof info);
+    testing::internal::CaptureStdout();
+    call(&info);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    const auto *bytes = reinterpret_cast<const unsigned char *>(&info);
+    for (std::size_t i = 0; i < sizeof info; ++i) ASSERT_EQ(bytes[i], 0xA5) << "byte " << i;
+}
+
+TEST(PointerRules, MissingRequiredPointersEndTheCallSilently) {
+    page_set s;
+    s.with({0x00, 0x01, 0x11});
+    page_set none;
+    for (fiber_module_kind kind : {1u, 2u, 3u, 6u}) {
+        SCOPED_TRACE(kind);
+        expect_untouched<fiber_normal_info_t>("normal without lower page", [&](auto *i) {
+            fiber_decode_normal(kind, nullptr, s.pages, i, 1);
+        });
+        expect_untouched<fiber_diag_info_t>("diag without lower page", [&](auto *i) {
+            fiber_decode_diag(kind, nullptr, s.pages, i, 1);
+        });
+        expect_untouched<fiber_diag_info_t>("diag without page 00h", [&](auto *i) {
+            fiber_decode_diag(kind, s.lower, none.pages, i, 1);
+        });
+        expect_untouched<fiber_diag_info_t>("diag without a page set", [&](auto *i) {
+            fiber_decode_diag(kind, s.lower, nullptr, i, 1);
+        });
+        expect_untouched<fiber_alarm_info_t>("alarm without lower page", [&](auto *i) {
+            fiber_decode_alarm(kind, nullptr, s.pages, i, 1);
+        });
+        expect_untouched<fiber_alarm_info_t>("alarm without page 00h", [&](auto *i) {
+            fiber_decode_alarm(kind, s.lower, none.pages, i, 1);
+        });
+        expect_untouched<fiber_coremgmt_info_t>("coremgmt without lower page", [&](auto *i) {
+            fiber_decode_coremgmt(kind, nullptr, s.pages, i, 1);
+        });
+        expect_untouched<fiber_coremgmt_info_t>("coremgmt without page 11h", [&](auto *i) {
+            fiber_decode_coremgmt(kind, s.lower, none.pages, i, 1);
+        });
+    }
+    // A null record: nothing printed, nothing to write.
+    testing::internal::CaptureStdout();
+    fiber_decode_normal(FIBER_KIND_SFP, s.lower, s.pages, nullptr, 1);
+    fiber_decode_vendor(FIBER_KIND_SFP, s.lower, s.pages, nullptr, 1);
+    fiber_decode_diag(FIBER_KIND_SFP, s.lower, s.pages, nullptr, 1);
+    fiber_decode_alarm(FIBER_KIND_SFP, s.lower, s.pages, nullptr, 1);
+    fiber_decode_coremgmt(FIBER_KIND_CMIS, s.lower, s.pages, nullptr, 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+template <class Record>
+void expect_only_unsupported(const Record &info) {
+    Record expected;
+    std::memset(&expected, 0, sizeof expected);
+    expected.unsupported = 1;
+    EXPECT_EQ(std::memcmp(&info, &expected, sizeof info), 0);
+}
+
+TEST(KindDispatch, UnsupportedKindsZeroTheRecordAndSetUnsupported) {
+    page_set s;
+    s.with({0x00, 0x01, 0x02, 0x03, 0x11, 0x12});
+    for (fiber_module_kind kind : {0u, 4u, 5u, 7u, 0xFFFFFFFFu}) {
+        SCOPED_TRACE(kind);
+        fiber_normal_info_t normal;
+        fiber_vendor_info_t vendor;
+        fiber_diag_info_t diag;
+        fiber_alarm_info_t alarm;
+        std::memset(&normal, 0x5A, sizeof normal);
+        std::memset(&vendor, 0x5A, sizeof vendor);
+        std::memset(&diag, 0x5A, sizeof diag);
+        std::memset(&alarm, 0x5A, sizeof alarm);
+        fiber_decode_normal(kind, s.lower, s.pages, &normal, 0);
+        fiber_decode_vendor(kind, s.lower, s.pages, &vendor, 0);
+        fiber_decode_diag(kind, s.lower, s.pages, &diag, 0);
+        fiber_decode_alarm(kind, s.lower, s.pages, &alarm, 0);
+        expect_only_unsupported(normal);
+        expect_only_unsupported(vendor);
+        expect_only_unsupported(diag);
+        expect_only_unsupported(alarm);
+    }
+}
+
+TEST(KindDispatch, CmisWithoutItsRequiredPagesLeavesAnAllZeroRecord) {
+    page_set s;
+    s.with({0x00, 0x02, 0x12});  // no 01h, no 11h
+    fiber_normal_info_t normal;
+    fiber_diag_info_t diag;
+    fiber_alarm_info_t alarm;
+    std::memset(&normal, 0x5A, sizeof normal);
+    std::memset(&diag, 0x5A, sizeof diag);
+    std::memset(&alarm, 0x5A, sizeof alarm);
+    fiber_decode_normal(FIBER_KIND_CMIS, s.lower, s.pages, &normal, 0);
+    fiber_decode_diag(FIBER_KIND_CMIS, s.lower, s.pages, &diag, 0);
+    fiber_decode_alarm(FIBER_KIND_CMIS, s.lower, s.pages, &alarm, 0);
+    fiber_normal_info_t zero_normal{};
+    fiber_diag_info_t zero_diag{};
+    fiber_alarm_info_t zero_alarm{};
+    EXPECT_EQ(std::memcmp(&normal, &zero_normal, sizeof normal), 0);
+    EXPECT_EQ(std::memcmp(&diag, &zero_diag, sizeof diag), 0);
+    EXPECT_EQ(std::memcmp(&alarm, &zero_alarm, sizeof alarm), 0);
+}
+
+TEST(KindDispatch, VendorWithoutTheIdentificationBlockLeavesAnAllZeroRecord) {
+    page_set s;
+    const fiber_vendor_info_t zero{};
+    struct {
+        fiber_module_kind kind;
+        const uint8_t *lower;
+    } cases[] = {{FIBER_KIND_SFP, nullptr}, {FIBER_KIND_XFP, nullptr}, {FIBER_KIND_QSFP, s.lower}, {FIBER_KIND_CMIS, s.lower}};
+    for (const auto &c : cases) {
+        fiber_vendor_info_t vendor;
+        std::memset(&vendor, 0x5A, sizeof vendor);
+        fiber_decode_vendor(c.kind, c.lower, s.pages, &vendor, 0);
+        EXPECT_EQ(std::memcmp(&vendor, &zero, sizeof vendor), 0) << "kind " << c.kind;
+    }
+}
+
+TEST(KindDispatch, CoremgmtOfAnotherKindChangesOnlyUnsupported) {
+    page_set s;
+    s.with({0x00, 0x11});
+    for (fiber_module_kind kind : {1u, 2u, 3u, 0u, 4u}) {
+        fiber_coremgmt_info_t core;
+        std::memset(&core, 0xFF, sizeof core);
+        fiber_decode_coremgmt(kind, s.lower, s.pages, &core, 1);
+        fiber_coremgmt_info_t expected;
+        std::memset(&expected, 0xFF, sizeof expected);
+        expected.unsupported = 1;
+        EXPECT_EQ(std::memcmp(&core, &expected, sizeof core), 0) << "kind " << kind;
+    }
+}
+
+TEST(SharedRules, TemperatureRoundsHalvesAwayFromZero) {
+    struct {
+        int16_t raw;
+        int32_t degrees;
+    } cases[] = {{0, 0},       {127, 0},      {128, 1},       {-127, 0},     {-128, -1},     {384, 2},
+                 {-384, -2},   {383, 1},      {-383, -1},     {0x1980, 26},  {-0x1980, -26}, {32767, 128},
+                 {-32768, -128}, {0x197F, 25}, {256, 1},      {-256, -1}};
+    for (const auto &c : cases) EXPECT_EQ(fiber::temperature_degrees(c.raw), c.degrees) << c.raw;
+}
+
+TEST(SharedRules, FlagIdsLandInTheirDiagnosticsFlagSet) {
+    struct {
+        unsigned id;
+        uint64_t monitor, rx, tx;
+    } cases[] = {{0, 1, 0, 0},
+                 {7, 1u << 7, 0, 0},
+                 {8, 1u << 8, 0, 0},
+                 {39, uint64_t{1} << 39, 0, 0},
+                 {72, 0, 1u << 8, 0},
+                 {103, 0, uint64_t{1} << 39, 0},
+                 {136, 0, 0, 1u << 8},
+                 {167, 0, 0, uint64_t{1} << 39},
+                 {200, 0, 0, 0},
+                 {248, 0, 0, 0}};
+    for (const auto &c : cases) {
+        fiber_diag_info_t info{};
+        fiber::diag_flag_set(&info, c.id);
+        EXPECT_EQ(info.monitor_flags, c.monitor) << c.id;
+        EXPECT_EQ(info.rx_power_flags, c.rx) << c.id;
+        EXPECT_EQ(info.tx_power_flags, c.tx) << c.id;
+    }
+}
+
+TEST(SharedRules, AlarmIdsMapToWordAndBit) {
+    fiber_alarm_info_t info{};
+    fiber::alarm_set(&info, 0);
+    fiber::alarm_set(&info, 232);
+    fiber::alarm_set(&info, 254);
+    fiber::alarm_set(&info, 232);  // a condition reported twice is one bit
+    EXPECT_EQ(info.alarm_bits[0], 1u);
+    EXPECT_EQ(info.alarm_bits[7], (1u << 8) | (1u << 30));
+    for (int w = 1; w < 7; ++w) EXPECT_EQ(info.alarm_bits[w], 0u);
+}
+
+TEST(SharedRules, FlagMapLoopHonoursLaneLimit) {
+    static constexpr fiber::flag_map_row rows[] = {{9, 0, 1, 0}, {147, 0, 200, 1}, {147, 1, 201, 2}, {147, 7, 207, 8}};
+    uint8_t page[128] = {};
+    page[9] = 0x01;
+    page[147 - 128] = 0x83;
+    fiber_alarm_info_t info{};
+    fiber::raise_alarms(page, rows, &info, 2);
+    EXPECT_EQ(info.alarm_bits[0], 1u << 1);
+    EXPECT_EQ(info.alarm_bits[6], (1u << 8) | (1u << 9));  // 200, 201; 207 is beyond lane 2
+}
+
+TEST(SharedRules, ThresholdBlocksInStandardOrder) {
+    uint8_t page[128] = {};
+    const uint8_t words[] = {0x19, 0x80, 0xE6, 0x80, 0x00, 0x80, 0xFF, 0x80,   // temperature
+                             0x90, 0x88, 0x71, 0x48, 0x8C, 0xA0, 0x75, 0x30,   // voltage
+                             0x27, 0x10, 0x00, 0x00, 0x13, 0x88, 0x00, 0x01,   // Rx power
+                             0x00, 0x01, 0x00, 0x02, 0x00, 0x03, 0x00, 0x04,   // Tx bias
+                             0x4E, 0x20, 0x00, 0x0A, 0x27, 0x10, 0xFF, 0xFF};  // Tx power
+    std::memcpy(page, words, sizeof words);
+    fiber_diag_info_t info{};
+    fiber::decode_thresholds(page, {0, 8, 24, 16, 32}, &info);
+    EXPECT_EQ(info.temp_high_alarm, 26);
+    EXPECT_EQ(info.temp_low_alarm, -26);
+    EXPECT_EQ(info.temp_high_warning, 1);
+    EXPECT_EQ(info.temp_low_warning, -1);
+    EXPECT_EQ(info.voltage_high_alarm, 0x9088);
+    EXPECT_EQ(info.voltage_low_alarm, 0x7148);
+    EXPECT_EQ(info.voltage_high_warning, 0x8CA0);
+    EXPECT_EQ(info.voltage_low_warning, 0x7530);
+    EXPECT_EQ(info.rx_power_high_alarm, fiber_dbm(10000.0f));
+    EXPECT_EQ(info.rx_power_low_alarm, fiber_dbm(0.0f));
+    EXPECT_EQ(info.rx_power_high_warning, fiber_dbm(5000.0f));
+    EXPECT_EQ(info.rx_power_low_warning, fiber_dbm(1.0f));
+    EXPECT_EQ(info.tx_bias_high_alarm, 1);
+    EXPECT_EQ(info.tx_bias_low_alarm, 2);
+    EXPECT_EQ(info.tx_bias_high_warning, 3);
+    EXPECT_EQ(info.tx_bias_low_warning, 4);
+    EXPECT_EQ(info.tx_power_high_alarm, fiber_dbm(20000.0f));
+    EXPECT_EQ(info.tx_power_low_alarm, fiber_dbm(10.0f));
+    EXPECT_EQ(info.tx_power_high_warning, fiber_dbm(10000.0f));
+    EXPECT_EQ(info.tx_power_low_warning, fiber_dbm(65535.0f));
 }
 
 }  // namespace
