@@ -1,11 +1,134 @@
-// PLACEHOLDER: replaced by the numeric helpers.
+// Numeric helpers: optical power in 0.1 uW units to dBm through a 16.16
+// fixed-point natural logarithm, big-endian register floats (SFF-8472 A2h
+// bytes 56-75), and the additive check codes of the identification areas.
+// Integer shifts, additions and a few single-precision operations only.
+#include <bit>
+#include <cstdint>
+
 #include "fiber_internal.h"
-extern "C" {
-int32_t fxln(uint32_t) { return 0; }
-float stt(int32_t) { return 0; }
-uint32_t tts(float) { return 0; }
-float fiber_log(float) { return 0; }
-float fiber_dbm(float) { return 0; }
-float get_float_from_reg(const uint8_t *) { return 0; }
-uint8_t get_check_code(const uint8_t *, int32_t) { return 0; }
+
+namespace {
+
+// ln 10 and the 8.16 dBm ceiling as single-precision constants.
+constexpr float kLn10 = 2.3025851f;
+static_assert(std::bit_cast<uint32_t>(kLn10) == 0x40135D8Eu);
+constexpr float kDbmCeiling = 8.16f;
+static_assert(std::bit_cast<uint32_t>(kDbmCeiling) == 0x41028F5Cu);
+
+// 65536 * ln 2 rounded: one halving or doubling of the 16.16 argument.
+constexpr int32_t kLn2 = 45426;
+// 65536 * 15 * ln 2: the logarithm of 2^31 as a 16.16 value (32768.0).
+constexpr int32_t kLn2Pow15 = 681391;
+
+// Normalisation shifts: x <= limit -> x <<= shift, y -= 65536 * shift * ln 2.
+struct ln_shift {
+    uint32_t limit;
+    unsigned shift;
+    int32_t ln;
+};
+constexpr ln_shift kShifts[] = {
+    {0x007FFFFFu, 8, 363409},
+    {0x07FFFFFFu, 4, 181704},
+    {0x1FFFFFFFu, 2, 90852},
+    {0x3FFFFFFFu, 1, kLn2},
+};
+
+// 65536 * ln(1 + 2^-k) rounded, k = 1..7.
+constexpr int32_t kLnOnePlus[] = {26573, 14624, 7719, 3973, 2017, 1016, 510};
+
+// Float to unsigned 32-bit, truncating toward zero and saturating: negative
+// values and NaN give 0, 2^32 and above give 2^32 - 1.
+constexpr uint32_t saturate_u32(float v) {
+    if (!(v >= 0.0f)) return 0;
+    if (v >= 4294967296.0f) return UINT32_MAX;
+    return static_cast<uint32_t>(v);
 }
+
+}  // namespace
+
+extern "C" {
+
+uint32_t tts(float v) {
+    uint32_t i = saturate_u32(v);
+    uint32_t r = i;
+    // Four hexadecimal fraction digits.
+    for (int digit = 0; digit < 4; ++digit) {
+        v = (v - static_cast<float>(i)) * 16.0f;
+        i = saturate_u32(v);
+        r = (r << 4) + i;
+    }
+    return r;
+}
+
+int32_t fxln(uint32_t x) {
+    uint32_t y;  // accumulator, two's complement modulo 2^32
+    // Above 32768.0 the argument cannot be shifted into [2^30, 2^31]: halve
+    // it (the dropped bit is below 2^-30 relative) and count one ln 2 more.
+    const bool halved = x > 0x80000000u;
+    if (halved) {
+        x >>= 1;
+        y = static_cast<uint32_t>(kLn2Pow15 + kLn2 + 1);
+    } else if (x > 0x7FFF) {
+        y = static_cast<uint32_t>(kLn2Pow15);
+    } else {
+        x <<= 16;
+        y = static_cast<uint32_t>(-kLn2);
+    }
+    for (const ln_shift &s : kShifts) {
+        if (x <= s.limit) {
+            x <<= s.shift;
+            y -= static_cast<uint32_t>(s.ln);
+        }
+    }
+    // Multiply x toward 2^31 by factors (1 + 2^-k) while it stays below.
+    for (unsigned k = 1; k <= 7; ++k) {
+        const uint32_t t = x + (x >> k);
+        if ((t & 0x80000000u) == 0) {
+            x = t;
+            y -= static_cast<uint32_t>(kLnOnePlus[k - 1]);
+        }
+    }
+    // Remaining factor 2^31 / x, taken linearly: ln(1 + e) ~ e. On the
+    // halved path the start is one unit above 65536 * 16 ln 2 (726817.50)
+    // and the tail is rounded to nearest rather than truncated, which
+    // centres that path's error in the same -1.25 .. +3.33 window.
+    const uint32_t tail = 0x80000000u - x;
+    y -= halved ? (tail + 0x4000u) >> 15 : tail >> 15;
+    return static_cast<int32_t>(y);
+}
+
+float stt(int32_t x) {
+    // Fraction bits 15..0 weighted 2^-1..2^-16. Each product and partial
+    // sum is a power-of-two multiple exact in single precision, so the
+    // multiply-add is exact whether or not it is fused.
+    float f = 0.0f;
+    float w = 0.5f;
+    for (int b = 15; b >= 0; --b) {
+        const float bit = static_cast<float>((static_cast<uint32_t>(x) >> b) & 1u);
+        f = bit * w + f;
+        w = w * 0.5f;
+    }
+    return static_cast<float>(x >> 16) + f;  // integer part keeps its sign
+}
+
+float fiber_log(float v) { return stt(fxln(tts(v))) / kLn10; }
+
+float fiber_dbm(float v) {
+    if (v <= 0.0f) return -40.0f;
+    // A NaN fails both clamps and goes through the logarithm.
+    if (v >= 65536.0f) return kDbmCeiling;
+    return (fiber_log(v) - 4.0f) * 10.0f;  // 10000 units = 1 mW
+}
+
+float get_float_from_reg(const uint8_t *p) {
+    const uint32_t bits = (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
+    return std::bit_cast<float>(bits);
+}
+
+uint8_t get_check_code(const uint8_t *data, int32_t length) {
+    uint32_t sum = 0;
+    for (int32_t i = 0; i < length; ++i) sum += data[i];
+    return static_cast<uint8_t>(sum & 0xFF);
+}
+
+}  // extern "C"
