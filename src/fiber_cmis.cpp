@@ -260,6 +260,85 @@ uint8_t query_lower(const uint8_t *lower, uint8_t (*query)(const uint8_t *)) {
     return query(img.slot[SLOT_STATUS]);
 }
 
+// ---------------------------------------------------------------------------
+// Flags: lower page byte 9 (module flags) and page 11h (lane flags, bit L-1
+// for lane L). One map serves diagnostics and alarms.
+// ---------------------------------------------------------------------------
+
+constexpr flag_map_row kModuleFlagRows[] = {
+    // lower page byte 9
+    {9, 1, 0, 0},  // temperature low alarm
+    {9, 0, 1, 0},  // temperature high alarm
+    {9, 3, 2, 0},  // temperature low warning
+    {9, 2, 3, 0},  // temperature high warning
+    {9, 5, 4, 0},  // supply voltage low alarm
+    {9, 4, 5, 0},  // supply voltage high alarm
+    {9, 7, 6, 0},  // supply voltage low warning
+    {9, 6, 7, 0},  // supply voltage high warning
+};
+
+struct lane_flag_byte {
+    uint8_t byte;      // page 11h byte, bit L-1 for lane L
+    uint8_t first_id;  // alarm id of lane 1
+    uint8_t step;      // id step per lane
+};
+
+constexpr lane_flag_byte kLaneFlagBytes[] = {
+    {144, FIBER_ALARM_TX_BIAS_BASE + 0, 4},     // Tx bias low alarm
+    {143, FIBER_ALARM_TX_BIAS_BASE + 1, 4},     // Tx bias high alarm
+    {146, FIBER_ALARM_TX_BIAS_BASE + 2, 4},     // Tx bias low warning
+    {145, FIBER_ALARM_TX_BIAS_BASE + 3, 4},     // Tx bias high warning
+    {150, FIBER_ALARM_RX_POWER_BASE + 0, 4},    // Rx power low alarm
+    {149, FIBER_ALARM_RX_POWER_BASE + 1, 4},    // Rx power high alarm
+    {152, FIBER_ALARM_RX_POWER_BASE + 2, 4},    // Rx power low warning
+    {151, FIBER_ALARM_RX_POWER_BASE + 3, 4},    // Rx power high warning
+    {140, FIBER_ALARM_TX_POWER_BASE + 0, 4},    // Tx power low alarm
+    {139, FIBER_ALARM_TX_POWER_BASE + 1, 4},    // Tx power high alarm
+    {142, FIBER_ALARM_TX_POWER_BASE + 2, 4},    // Tx power low warning
+    {141, FIBER_ALARM_TX_POWER_BASE + 3, 4},    // Tx power high warning
+    {147, FIBER_ALARM_RX_LOS_BASE, 1},          // Rx loss of signal
+    {148, FIBER_ALARM_RX_LOL_BASE, 1},          // Rx CDR loss of lock
+    {136, FIBER_ALARM_TX_LOS_BASE, 1},          // Tx loss of signal
+    {137, FIBER_ALARM_TX_LOL_BASE, 1},          // Tx CDR loss of lock
+    {135, FIBER_ALARM_TX_FAULT_BASE, 1},        // Tx fault
+};
+
+constexpr unsigned kLanes = 8;
+
+constexpr auto kLaneFlagRows = [] {
+    std::array<flag_map_row, std::size(kLaneFlagBytes) * kLanes> rows{};
+    std::size_t n = 0;
+    for (const lane_flag_byte &b : kLaneFlagBytes)
+        for (unsigned lane = 1; lane <= kLanes; ++lane)
+            rows[n++] = {b.byte, static_cast<uint8_t>(lane - 1), static_cast<uint8_t>(b.first_id + b.step * (lane - 1)),
+                         static_cast<uint8_t>(lane)};
+    return rows;
+}();
+
+// Accepted by the vendor and alarm decoders: a CMIS identifier at page 00h
+// byte 128, else the eight-lane identifier at lower page byte 0.
+bool identifier_accepted(const uint8_t *page00, const uint8_t *lower) {
+    const uint8_t id = byte(page00, 128);
+    if (id == kIdQsfpDd || id == kIdDsfp || id == kIdQsfpCmis) return true;
+    return lower && byte(lower, 0) == kIdEightLane;
+}
+
+// Diagnostics accept lower page byte 0 in {0Ah, 18h, 1Bh, 1Eh}.
+constexpr uint32_t kDiagIdentifiers = 0x49000400;
+constexpr uint8_t kDiagLastIdentifier = 30;
+
+bool diag_identifier_accepted(uint8_t id) { return id <= kDiagLastIdentifier && ((kDiagIdentifiers >> id) & 1u); }
+
+// Media lane count of the first application: lower page byte 88 bits 3-0.
+uint8_t media_lane_count(const uint8_t *lower) { return byte(lower, 88) & 0x0F; }
+
+// Lanes whose flags the alarm decoder examines: 1, 2 and 4 lanes limit it,
+// every other count examines all eight.
+unsigned examined_lanes(uint8_t count) { return (count == 1 || count == 2 || count == 4) ? count : kLanes; }
+
+// Page 02h threshold blocks (high alarm, low alarm, high warning, low warning).
+constexpr threshold_layout kThresholds{128, 136, 184, 192, 176};
+
 }  // namespace
 
 namespace fiber {
@@ -276,7 +355,24 @@ uint8_t cmis_check_support_ddm(const uint8_t *page00, const uint8_t *lower, cons
     return scratch.trans_type == kTypeZr ? 1 : 0;
 }
 
-void cmis_decode_coremgmt(const uint8_t *, const uint8_t *, fiber_coremgmt_info_t *) {}
+void cmis_decode_coremgmt(const uint8_t *lower, const uint8_t *page11, fiber_coremgmt_info_t *info) {
+    if (!lower || !page11 || !info) return;
+    info->media_lane_count = media_lane_count(lower);
+    // Lower page byte 3 bits 3-1: module state.
+    info->module_state = cmis_get_module_state_byencode((byte(lower, 3) >> 1) & 0x07);
+    for (uint64_t lane = 1; lane <= kLanes; ++lane) {
+        const cmis_lane_mask_entry_t *row = cmis_get_datapath_lane_mask(lane);
+        if (!row) break;
+        const unsigned i = static_cast<unsigned>(lane - 1);
+        // Page 11h bytes 128-131: data-path state, two lanes per byte, odd
+        // lanes in the low nibble.
+        const uint8_t masked = byte(page11, 128 + i / 2) & row->state_mask;
+        const uint8_t code = (lane % 2) ? masked : static_cast<uint8_t>(masked >> 4);
+        info->datapath_state[i] = cmis_get_datapath_state_byencode(code);
+        // Page 11h byte 134: latched data-path state changed, bit L-1.
+        info->datapath_state_changed[i] = static_cast<uint8_t>((byte(page11, 134) & row->lane_bit) >> i);
+    }
+}
 
 }  // namespace fiber
 
@@ -307,10 +403,76 @@ uint8_t fiber_is_color_module(const uint8_t *lower) {
 
 uint8_t fiber_get_cmis_ver_id(const uint8_t *lower) { return query_lower(lower, lower_version); }
 
-void fiber_decode_cmis_vendor(const uint8_t *, const uint8_t *, const uint8_t *, fiber_vendor_info_t *) {}
-void fiber_decode_cmis_diag(const uint8_t *, const uint8_t *, const uint8_t *, const uint8_t *, const uint8_t *,
-                            const uint8_t *, fiber_diag_info_t *) {}
-void fiber_decode_cmis_alarm(const uint8_t *, const uint8_t *, const uint8_t *, const uint8_t *, const uint8_t *,
-                             const uint8_t *, const uint8_t *, fiber_alarm_info_t *) {}
+void fiber_decode_cmis_vendor(const uint8_t *id_block, const uint8_t *lower_page, const uint8_t *page01,
+                              fiber_vendor_info_t *info) {
+    if (!id_block || !info) return;
+    if (!identifier_accepted(id_block, lower_page)) {
+        info->unsupported = 1;
+        return;
+    }
+    std::memcpy(info->vendor_name, at(id_block, 129), 16);  // page 00h bytes 129-144
+    std::memcpy(info->vendor_oui, at(id_block, 145), 3);    // bytes 145-147
+    std::memcpy(info->vendor_pn, at(id_block, 148), 16);    // bytes 148-163
+    std::memcpy(info->vendor_rev, at(id_block, 164), 2);    // bytes 164-165
+    std::memcpy(info->date_code, at(id_block, 182), 8);     // bytes 182-189
+    if (lower_page && page01) {
+        // Page 01h bytes 130-131: hardware major, minor; lower page bytes
+        // 39-40: active firmware major, minor.
+        std::snprintf(info->hardware_version, sizeof info->hardware_version, "%d.%d", byte(page01, 130),
+                      byte(page01, 131));
+        std::snprintf(info->firmware_version, sizeof info->firmware_version, "%d.%d", byte(lower_page, 39),
+                      byte(lower_page, 40));
+    }
+    info->encoding = cmis_encoding_name();
+}
+
+void fiber_decode_cmis_diag(const uint8_t *page00, const uint8_t *lower, const uint8_t *page01, const uint8_t *page02,
+                            const uint8_t *page11, const uint8_t *page12, fiber_diag_info_t *info) {
+    if (!lower || !page00) return;
+    if (!page01 || !page11 || !info) return;
+    if (!diag_identifier_accepted(byte(lower, 0))) {
+        info->unsupported = 1;
+        return;
+    }
+    info->ddm_supported = cmis_check_support_ddm(page00, lower, page01, page12);
+    info->rx_power_type = bit(page01, 151, 4);  // 1: average power, 0: OMA
+
+    info->temperature = temperature_degrees(sword(lower, 14));  // lower page bytes 14-15
+    info->voltage = word(lower, 16);                            // bytes 16-17, 100 uV
+    raise_diag_flags(lower, kModuleFlagRows, info);
+    info->media_lane_count = media_lane_count(lower);
+
+    for (unsigned i = 0; i < kLanes; ++i) {
+        info->tx_power[i] = power_dbm(word(page11, 154 + 2 * i));  // page 11h bytes 154-169
+        info->tx_bias[i] = word(page11, 170 + 2 * i);              // bytes 170-185, 2 uA
+        info->rx_power[i] = power_dbm(word(page11, 186 + 2 * i));  // bytes 186-201
+    }
+    raise_diag_flags(page11, kLaneFlagRows, info);
+
+    // Page 00h byte 201: maximum module power, 0.25 W units.
+    info->max_power = static_cast<float>(byte(page00, 201) * 0.25);
+    info->cmis_done = 1;
+    info->module_type = FIBER_DIAG_CMIS;
+
+    if (!page02 || info->ddm_supported != 1) return;
+    decode_thresholds(page02, kThresholds, info);
+    info->thresholds_valid = 1;
+}
+
+void fiber_decode_cmis_alarm(const uint8_t *page00, const uint8_t *lower, const uint8_t *page01, const uint8_t *page11,
+                             const uint8_t *page12, const uint8_t * /*vdm: pages 20h-23h, not read*/,
+                             const uint8_t * /*page2c: not read*/, fiber_alarm_info_t *info) {
+    if (!page00 || !lower) return;
+    if (!page01 || !page11 || !info) return;
+    if (!identifier_accepted(page00, lower)) {
+        info->unsupported = 1;
+        return;
+    }
+    info->ddm_supported = cmis_check_support_ddm(page00, lower, page01, page12);
+    info->alarm_id_count = FIBER_ALARM_COUNT;
+    raise_alarms(lower, kModuleFlagRows, info);
+    raise_alarms(page11, kLaneFlagRows, info, examined_lanes(media_lane_count(lower)));
+    info->cmis_done = 1;
+}
 
 }  // extern "C"
