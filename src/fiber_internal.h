@@ -64,6 +64,11 @@ void bits_num_display(const char *label, const uint8_t *page);
 constexpr int32_t temperature_degrees(int16_t t) {
     return t > 0 ? (t + 128) / 256 : (t - 128) / 256;
 }
+// The same rule on a 32-bit value: SFF-8472 external calibration
+// (offset + slope x t / 256) can carry a temperature past 16 bits.
+constexpr int32_t temperature_degrees_wide(int32_t t) {
+    return t > 0 ? (t + 128) / 256 : (t - 128) / 256;
+}
 // Optical power word (0.1 uW units) to dBm.
 inline float power_dbm(uint16_t w) { return fiber_dbm(static_cast<float>(w)); }
 
