@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <iterator>
 #include <cstring>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -19,9 +18,11 @@ using Labels = std::vector<std::string>;
 // Labels of the page dumps in captured output, in order.
 Labels labels_in(const std::string &out) {
     Labels labels;
-    static const std::regex header("\n---- \\+ (page[^\n]*)");
-    for (std::sregex_iterator it(out.begin(), out.end(), header), end; it != end; ++it)
-        labels.push_back((*it)[1]);
+    const std::string header = "\n---- + page";
+    for (std::size_t at = out.find(header); at != std::string::npos; at = out.find(header, at + 1)) {
+        const std::size_t from = at + header.size() - 4;
+        labels.push_back(out.substr(from, out.find('\n', from) - from));
+    }
     return labels;
 }
 
