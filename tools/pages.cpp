@@ -1,0 +1,186 @@
+// Page mapping and the calls into the library for one module image.
+#include "pages.h"
+
+#include <cstdio>
+
+namespace fdtool {
+
+namespace {
+
+constexpr std::size_t kSfpA2 = 256;        // SFF-8472 A2h in the raw image
+constexpr unsigned kSfpDiagType = 92;      // SFF-8472 A0h byte 92
+constexpr std::size_t kLargestEntry = 512; // CMIS 20h-23h and 2Ch entries
+// Pages the library consults, by family.
+constexpr unsigned kQsfpPages[] = {0x00, 0x01, 0x02, 0x03};
+constexpr unsigned kCmisPages[] = {0x00, 0x01, 0x02, 0x11, 0x12, 0x20, 0x21, 0x22, 0x23, 0x2C};
+
+std::string page_name(unsigned page) {
+    char buf[8];
+    std::snprintf(buf, sizeof buf, "%02Xh", page);
+    return buf;
+}
+
+std::string decoder_rejected(module_family family) {
+    return std::string("the ") + family_title(family) + " decoder does not recognise this module";
+}
+
+}  // namespace
+
+fiber_module_kind kind_of(module_family family) {
+    switch (family) {
+    case module_family::sfp: return FIBER_KIND_SFP;
+    case module_family::xfp: return FIBER_KIND_XFP;
+    case module_family::qsfp: return FIBER_KIND_QSFP;
+    case module_family::cmis: return FIBER_KIND_CMIS;
+    case module_family::unknown: break;
+    }
+    return 0;
+}
+
+page_plan plan_pages(module_family family, const module_image &image) {
+    page_plan plan;
+    plan.family = family;
+    plan.kind = kind_of(family);
+    plan.size = image.bytes.size();
+    plan.storage = image.bytes;
+    plan.storage.resize(plan.size + kLargestEntry, 0);
+    const uint8_t *base = plan.storage.data();
+    // Upper page N of the flat layout lies at 128 (N + 1).
+    auto flat_page_present = [&](unsigned n) { return plan.size >= kPage * (n + 2); };
+
+    switch (family) {
+    case module_family::sfp:
+        plan.lower = base;  // A0h bytes 0-127
+        plan.present.push_back("A0h");
+        if (plan.size >= kSfpA2 + kPage) {
+            plan.pages[0] = base + kSfpA2;  // A2h bytes 0-127
+            plan.present.push_back("A2h");
+        }
+        break;
+    case module_family::xfp: {
+        // The serial ID table (page 01h) follows the lower memory in a raw
+        // image; in a flat paged file page 00h comes first.
+        bool flat = plan.size >= 3 * kPage && base[2 * kPage] == 0x06 && base[kPage] != 0x06;
+        plan.lower = base + (flat ? 2 * kPage : kPage);
+        plan.pages[0] = base;
+        plan.present = {"lower", "01h"};
+        break;
+    }
+    case module_family::qsfp:
+    case module_family::cmis:
+        plan.lower = base;
+        plan.present.push_back("lower");
+        for (unsigned n = 0; n < FIBER_PAGE_COUNT; ++n)
+            if (flat_page_present(n)) plan.pages[n] = base + kPage * (n + 1);
+        if (family == module_family::qsfp) {
+            for (unsigned n : kQsfpPages)
+                if (plan.has(n)) plan.present.push_back(page_name(n));
+        } else {
+            for (unsigned n : kCmisPages)
+                if (plan.has(n)) plan.present.push_back(page_name(n));
+        }
+        break;
+    case module_family::unknown:
+        break;
+    }
+    return plan;
+}
+
+decoded_module decode_module(const page_plan &plan) {
+    decoded_module d;
+    d.family = plan.family;
+    d.pages = plan.present;
+    const fiber_module_kind kind = plan.kind;
+    const uint8_t *lower = plan.lower;
+    const auto &pages = plan.pages;
+
+    auto identification = [&] {
+        fiber_normal_info_t n;
+        fiber_decode_normal(kind, lower, pages, &n, 0);
+        d.normal = n;
+    };
+    auto vendor = [&] {
+        fiber_vendor_info_t v;
+        fiber_decode_vendor(kind, lower, pages, &v, 0);
+        d.vendor = v;
+    };
+    auto diagnostics_and_alarms = [&] {
+        fiber_diag_info_t g;
+        fiber_decode_diag(kind, lower, pages, &g, 0);
+        d.diag = g;
+        fiber_alarm_info_t a;
+        fiber_decode_alarm(kind, lower, pages, &a, 0);
+        d.alarm = a;
+    };
+
+    switch (plan.family) {
+    case module_family::sfp:
+        identification();
+        vendor();
+        if (plan.has(0)) {
+            diagnostics_and_alarms();
+        } else {
+            d.notes.push_back("the image holds no A2h block: identification and vendor information only");
+        }
+        break;
+    case module_family::xfp:
+        identification();
+        vendor();
+        diagnostics_and_alarms();
+        break;
+    case module_family::qsfp:
+        identification();
+        vendor();
+        diagnostics_and_alarms();
+        if (!plan.has(3)) d.notes.push_back("page 03h is not in the image: no thresholds");
+        break;
+    case module_family::cmis:
+        if (plan.has(1)) {
+            identification();
+        } else {
+            d.notes.push_back("identification needs page 01h, which the image does not hold");
+        }
+        vendor();
+        if (plan.has(1) && plan.has(0x11)) {
+            diagnostics_and_alarms();
+            if (!plan.has(2)) d.notes.push_back("page 02h is not in the image: no thresholds");
+        } else {
+            d.notes.push_back("diagnostics and alarms need pages 01h and 11h, which the image does not hold");
+        }
+        if (plan.has(0x11)) {
+            fiber_coremgmt_info_t c;
+            fiber_decode_coremgmt(kind, lower, pages, &c, 0);
+            d.coremgmt = c;
+        } else {
+            d.notes.push_back("the module state needs page 11h, which the image does not hold");
+        }
+        break;
+    case module_family::unknown:
+        d.failure = "unknown module family";
+        return d;
+    }
+
+    if ((d.normal && d.normal->unsupported) || (d.vendor && d.vendor->unsupported))
+        d.failure = decoder_rejected(plan.family);
+    if (plan.family == module_family::sfp && d.diag && d.diag->unsupported && plan.lower[kSfpDiagType] == 0)
+        d.notes.push_back("the module implements no diagnostics (A0h byte 92 is 00h)");
+    return d;
+}
+
+void dump_pages(const page_plan &plan) {
+    std::fflush(stdout);
+    const bool cmis_monitors = plan.has(1) && plan.has(0x11);
+    if (plan.family == module_family::qsfp || (plan.family == module_family::cmis && cmis_monitors)) {
+        fiber_diag_info_t scratch;
+        fiber_decode_diag(plan.kind, plan.lower, plan.pages, &scratch, 1);
+    } else if (plan.family == module_family::cmis) {
+        fiber_vendor_info_t scratch;
+        fiber_decode_vendor(plan.kind, plan.lower, plan.pages, &scratch, 1);
+    } else {
+        fiber_normal_info_t scratch;
+        fiber_decode_normal(plan.kind, plan.lower, plan.pages, &scratch, 1);
+    }
+    std::fflush(stdout);
+}
+
+}  // namespace fdtool
