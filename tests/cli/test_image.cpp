@@ -1,6 +1,7 @@
 // The decoder's input side: format detection, hex text parsing (ethtool,
 // plain, hexdump-style, i2cdump, page titles), image checks, family
-// detection from the SFF-8024 identifier and the page mapping per kind.
+// detection from the SFF-8024 identifier, the page mapping per kind, and the
+// unit formatting of the text report.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -10,6 +11,7 @@
 
 #include "image.h"
 #include "pages.h"
+#include "report.h"
 
 namespace {
 
@@ -255,6 +257,24 @@ TEST(PlanPages, QsfpAndCmisUpperPageNAt128TimesNPlus1) {
     page_plan vdm = plan_pages(module_family::cmis, {bytes(128 * (0x2C + 2), 0), input_format::optoe});
     ASSERT_NE(vdm.pages[0x2C], nullptr);
     EXPECT_GE(vdm.storage.size(), offset_of(vdm, vdm.pages[0x2C]) + 512);
+}
+
+TEST(Units, OperatorUnitsOfTheRecords) {
+    EXPECT_EQ(format_dbm(-40.0f), "-40.00 dBm");
+    EXPECT_EQ(format_dbm(-2.4297762f), "-2.43 dBm");
+    EXPECT_EQ(format_dbm(9.5e-06f), "0.00 dBm");
+    EXPECT_EQ(format_dbm(-0.004f), "0.00 dBm");  // no "-0.00"
+    EXPECT_EQ(format_volts(32876), "3.2876 V");
+    EXPECT_EQ(format_volts(0), "0.0000 V");
+    EXPECT_EQ(format_milliamps(3375), "6.750 mA");
+    EXPECT_EQ(format_milliamps(65535), "131.070 mA");
+}
+
+TEST(Units, ModuleTextIsTrimmedAndEscaped) {
+    const char field[17] = "ACME   \x01\xE9\\    ";
+    EXPECT_EQ(printable(field, sizeof field), "ACME   \\x01\\xe9\\x5c");
+    const char full[5] = {'A', 'B', 'C', 'D', 'E'};  // no terminator inside the field
+    EXPECT_EQ(printable(full, sizeof full), "ABCDE");
 }
 
 // Published dumps parse to the bytes their publishers' binary holds (zero

@@ -1,0 +1,458 @@
+// Text and JSON reports. Records are shown in operator units (degrees C, V,
+// mA, dBm, nm, m/km) in text; JSON carries the record fields as the library
+// fills them (units as the records define them) plus alarm ids with their
+// catalogue texts.
+#include "report.h"
+
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+namespace fdtool {
+
+namespace {
+
+constexpr std::size_t kLabelWidth = 21;
+constexpr std::size_t kColumnWidth = 13;
+
+std::string strprintf(const char *format, ...) __attribute__((format(printf, 1, 2)));
+std::string strprintf(const char *format, ...) {
+    char buf[256];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(buf, sizeof buf, format, args);
+    va_end(args);
+    return buf;
+}
+
+// Fixed decimals, without a minus sign on a value that rounds to zero.
+std::string fixed(double value, int decimals) {
+    std::string s = strprintf("%.*f", decimals, value);
+    if (s[0] == '-' && s.find_first_not_of("-0.") == std::string::npos) s.erase(0, 1);
+    return s;
+}
+
+// Up to two decimals, trailing zeros dropped (850 nm, 1560.8 nm, 1552.52 nm).
+std::string compact(double value) {
+    std::string s = fixed(value, 2);
+    if (s.find('.') != std::string::npos) {
+        while (s.back() == '0') s.pop_back();
+        if (s.back() == '.') s.pop_back();
+    }
+    return s;
+}
+
+std::string join(const std::vector<std::string> &items, const char *separator) {
+    std::string out;
+    for (const auto &item : items) {
+        if (!out.empty()) out += separator;
+        out += item;
+    }
+    return out;
+}
+
+// Width of a text on a terminal: UTF-8 continuation bytes take no column
+// (the degree and plus-minus signs are two bytes, one column).
+std::size_t columns(const std::string &s) {
+    std::size_t n = 0;
+    for (unsigned char c : s) n += (c & 0xC0) != 0x80;
+    return n;
+}
+
+std::string pad(const std::string &s, std::size_t width) {
+    std::size_t w = columns(s);
+    return w >= width ? s : s + std::string(width - w, ' ');
+}
+
+// Sections of "  Label  value" lines; every section is preceded by an
+// empty line.
+struct text_writer {
+    std::string out;
+    void section(const char *title) {
+        out += '\n';
+        out += title;
+        out += '\n';
+    }
+    void field(const std::string &label, const std::string &value) {
+        out += "  " + pad(label, kLabelWidth) + value + "\n";
+    }
+    // A row of a table: a label and columns of kColumnWidth characters.
+    void row(const std::string &label, const std::vector<std::string> &cells) {
+        std::string line = "  " + pad(label, kLabelWidth);
+        for (std::size_t i = 0; i < cells.size(); ++i)
+            line += i + 1 < cells.size() ? pad(cells[i], kColumnWidth) : cells[i];
+        out += line + "\n";
+    }
+};
+
+const char *text_or_dash(const char *s) { return s && *s ? s : "-"; }
+
+std::string yes_no(uint8_t flag) { return flag ? "yes" : "no"; }
+
+// Alarm ids raised in a diagnostics flag set: bit k is id base + k.
+void collect_flags(fiber_diag_flags_t flags, unsigned base, std::vector<unsigned> &ids) {
+    for (unsigned k = 0; k < 64; ++k)
+        if ((flags >> k) & 1u) ids.push_back(base + k);
+}
+
+std::vector<unsigned> diag_flag_ids(const fiber_diag_info_t &g) {
+    std::vector<unsigned> ids;
+    collect_flags(g.monitor_flags, 0, ids);
+    collect_flags(g.rx_power_flags, 64, ids);
+    collect_flags(g.tx_power_flags, 128, ids);
+    return ids;
+}
+
+std::vector<unsigned> alarm_ids(const fiber_alarm_info_t &a) {
+    std::vector<unsigned> ids;
+    for (unsigned id = 0; id < FIBER_ALARM_COUNT; ++id)
+        if ((a.alarm_bits[id / 32] >> (id % 32)) & 1u) ids.push_back(id);
+    return ids;
+}
+
+const char *alarm_text(unsigned id) { return id < FIBER_ALARM_COUNT && fiber_alarms[id] ? fiber_alarms[id] : "?"; }
+
+// Lanes worth showing: one for SFP and XFP, four for QSFP; for CMIS the
+// media lane count of the first application (eight when it says 0 or more).
+unsigned shown_lanes(const fiber_diag_info_t &g) {
+    switch (g.module_type) {
+    case FIBER_DIAG_SFP:
+    case FIBER_DIAG_XFP: return 1;
+    case FIBER_DIAG_QSFP: return 4;
+    default: return g.media_lane_count >= 1 && g.media_lane_count <= 8 ? g.media_lane_count : 8;
+    }
+}
+
+std::string celsius(int32_t degrees) { return strprintf("%d \u00B0C", degrees); }
+
+std::string module_name(const fiber_normal_info_t &n) {
+    if (n.is_xfp && n.display_name[0]) return printable(n.display_name, sizeof n.display_name);
+    std::string name = n.name_prefix ? n.name_prefix : "";
+    name += n.type_name ? n.type_name : "";
+    return name.empty() ? "-" : name;
+}
+
+const char *connector_class_name(uint32_t c) {
+    switch (c) {
+    case 1: return "RJ45";
+    case 2: return "other";
+    case 3: return "copper cable";
+    }
+    return "none";
+}
+
+// SFF-8472/SFF-8636/CMIS date codes start YYMMDD.
+std::string date_text(const char *code, std::size_t size) {
+    std::string s = printable(code, size);
+    bool digits = s.size() >= 6;
+    for (std::size_t i = 0; digits && i < 6; ++i) digits = s[i] >= '0' && s[i] <= '9';
+    if (!digits) return s.empty() ? "-" : s;
+    return s + " (20" + s.substr(0, 2) + "-" + s.substr(2, 2) + "-" + s.substr(4, 2) + ")";
+}
+
+void identification_text(text_writer &w, const fiber_normal_info_t &n, module_family family) {
+    w.section("Identification");
+    if (n.unsupported) {
+        if (n.type_name) w.field("Module", n.type_name);
+        w.field("Status", std::string("not decoded: the ") + family_title(family) +
+                              " decoder does not recognise this module");
+        return;
+    }
+    w.field("Module", module_name(n));
+    if (n.trans_type) {
+        std::string type = std::to_string(n.trans_type) + " (";
+        if (n.rate_mbps) type += std::to_string(n.rate_mbps) + " Mb/s, ";
+        type += "connector class " + std::to_string(n.connector_class) + ": " +
+                connector_class_name(n.connector_class) + ")";
+        w.field("Transceiver type", type);
+    }
+    w.field("Connector", text_or_dash(n.connector_name));
+    if (n.wavelength_nm != 0.0f) {
+        std::string wl = compact(n.wavelength_nm) + " nm";
+        if (n.wavelength_tolerance_nm != 0.0f) wl += " \u00B1 " + compact(n.wavelength_tolerance_nm) + " nm";
+        w.field("Wavelength", wl);
+    }
+    unsigned last_lane = 0;
+    for (unsigned i = 0; i < 8; ++i)
+        if (n.lane_wavelength_nm[i]) last_lane = i + 1;
+    if (last_lane) {
+        std::vector<std::string> lanes;
+        for (unsigned i = 0; i < last_lane; ++i) lanes.push_back(std::to_string(n.lane_wavelength_nm[i]));
+        w.field("Lane wavelengths", join(lanes, ", ") + " nm");
+    }
+    std::vector<std::string> lengths;
+    if (n.length_smf_km) lengths.push_back("SMF " + std::to_string(n.length_smf_km) + " km");
+    if (n.length_smf_m) lengths.push_back("SMF " + std::to_string(n.length_smf_m) + " m");
+    if (n.length_smf_km_from_100m) lengths.push_back("SMF " + std::to_string(n.length_smf_km_from_100m) + " km");
+    const std::pair<const char *, uint32_t> fibres[] = {{"OM5", n.length_om5_m}, {"OM4", n.length_om4_m},
+                                                        {"OM3", n.length_om3_m}, {"OM2", n.length_om2_m},
+                                                        {"OM1", n.length_om1_m}, {"copper", n.length_copper_m}};
+    for (const auto &[fibre, metres] : fibres)
+        if (metres) lengths.push_back(std::string(fibre) + " " + std::to_string(metres) + " m");
+    if (!lengths.empty()) w.field("Link length", join(lengths, ", "));
+    std::vector<std::string> properties;
+    if (n.is_copper) properties.push_back("copper");
+    if (n.is_active_cable) properties.push_back("active cable");
+    if (n.is_rj45) properties.push_back("RJ45");
+    if (n.is_x8_module) properties.push_back("eight lanes");
+    if (n.zx_within_90km) properties.push_back("ZX within 90 km");
+    if (!properties.empty()) w.field("Properties", join(properties, ", "));
+    std::string serial = printable(n.serial_number, sizeof n.serial_number);
+    w.field("Serial number", serial.empty() ? "-" : serial);
+    std::string specific = printable(n.vendor_specific, sizeof n.vendor_specific);
+    if (!specific.empty()) w.field("Vendor specific", specific);
+    w.field("Digital diagnostics", yes_no(n.ddm_supported));
+}
+
+void vendor_text(text_writer &w, const fiber_vendor_info_t &v, module_family family) {
+    w.section("Vendor");
+    if (v.unsupported) {
+        w.field("Status", std::string("not decoded: the ") + family_title(family) +
+                              " decoder does not recognise this module");
+        return;
+    }
+    auto text = [](const char *field, std::size_t size) {
+        std::string s = printable(field, size);
+        return s.empty() ? std::string("-") : s;
+    };
+    w.field("Name", text(v.vendor_name, sizeof v.vendor_name));
+    w.field("OUI", strprintf("%02x:%02x:%02x", v.vendor_oui[0], v.vendor_oui[1], v.vendor_oui[2]));
+    w.field("Part number", text(v.vendor_pn, sizeof v.vendor_pn));
+    w.field("Revision", text(v.vendor_rev, sizeof v.vendor_rev));
+    w.field("Date code", date_text(v.date_code, sizeof v.date_code));
+    w.field("Encoding", text_or_dash(v.encoding));
+    if (v.firmware_version[0]) w.field("Firmware", printable(v.firmware_version, sizeof v.firmware_version));
+    if (v.hardware_version[0]) w.field("Hardware", printable(v.hardware_version, sizeof v.hardware_version));
+}
+
+// Why the diagnostics or alarm operation gave `unsupported`: an SFP module
+// without diagnostics (A0h byte 92 is 00h), or a module its family decoder
+// rejects.
+std::string not_decoded(const decoded_module &m) {
+    if (m.family == module_family::sfp && m.normal && !m.normal->unsupported && !m.normal->ddm_supported)
+        return "not implemented by the module";
+    return std::string("not decoded: the ") + family_title(m.family) + " decoder does not recognise this module";
+}
+
+void diagnostics_text(text_writer &w, const fiber_diag_info_t &g, const decoded_module &m) {
+    w.section("Diagnostics");
+    if (g.unsupported) {
+        w.field("Status", not_decoded(m));
+        return;
+    }
+    if (g.module_type == 0) {
+        w.field("Status", "not decoded");
+        return;
+    }
+    if (!g.ddm_supported) w.field("Monitors", "not implemented by the module (readings are zero)");
+    w.field("Temperature", celsius(g.temperature));
+    w.field("Supply voltage", format_volts(g.voltage));
+    w.field("Rx power measured", g.rx_power_type ? "average" : "OMA");
+    if (g.module_type == FIBER_DIAG_CMIS) {
+        w.field("Media lanes", std::to_string(g.media_lane_count));
+        w.field("Max module power", fixed(g.max_power, 2) + " W");
+    }
+    w.row("Lane", {"Tx bias", "Tx power", "Rx power"});
+    for (unsigned lane = 0; lane < shown_lanes(g); ++lane)
+        w.row(std::to_string(lane + 1),
+              {format_milliamps(g.tx_bias[lane]), format_dbm(g.tx_power[lane]), format_dbm(g.rx_power[lane])});
+    if (g.thresholds_valid) {
+        w.row("Thresholds", {"High alarm", "Low alarm", "High warn", "Low warn"});
+        w.row("Temperature", {celsius(g.temp_high_alarm), celsius(g.temp_low_alarm), celsius(g.temp_high_warning),
+                              celsius(g.temp_low_warning)});
+        w.row("Supply voltage", {format_volts(g.voltage_high_alarm), format_volts(g.voltage_low_alarm),
+                                 format_volts(g.voltage_high_warning), format_volts(g.voltage_low_warning)});
+        w.row("Tx bias", {format_milliamps(g.tx_bias_high_alarm), format_milliamps(g.tx_bias_low_alarm),
+                          format_milliamps(g.tx_bias_high_warning), format_milliamps(g.tx_bias_low_warning)});
+        w.row("Tx power", {format_dbm(g.tx_power_high_alarm), format_dbm(g.tx_power_low_alarm),
+                           format_dbm(g.tx_power_high_warning), format_dbm(g.tx_power_low_warning)});
+        w.row("Rx power", {format_dbm(g.rx_power_high_alarm), format_dbm(g.rx_power_low_alarm),
+                           format_dbm(g.rx_power_high_warning), format_dbm(g.rx_power_low_warning)});
+    } else {
+        w.field("Thresholds", g.module_type == FIBER_DIAG_XFP ? "not decoded for XFP modules" : "not in the image");
+    }
+    std::vector<std::string> flags;
+    for (unsigned id : diag_flag_ids(g)) flags.push_back(alarm_text(id));
+    if (flags.empty()) {
+        w.field("Flags", "none");
+    } else {
+        for (std::size_t i = 0; i < flags.size(); ++i) w.field(i == 0 ? "Flags" : "", flags[i]);
+    }
+}
+
+void alarms_text(text_writer &w, const fiber_alarm_info_t &a, const decoded_module &m) {
+    w.section("Alarms");
+    if (a.unsupported) {
+        w.field("Status", not_decoded(m));
+        return;
+    }
+    std::vector<unsigned> ids = alarm_ids(a);
+    if (ids.empty()) w.out += "  none\n";
+    for (unsigned id : ids) w.out += "  " + pad(std::to_string(id), 6) + alarm_text(id) + "\n";
+}
+
+void state_text(text_writer &w, const fiber_coremgmt_info_t &c) {
+    w.section("Module state");
+    if (c.unsupported) {
+        w.field("Status", "not decoded");
+        return;
+    }
+    w.field("Module state", text_or_dash(c.module_state));
+    w.field("Media lanes", std::to_string(c.media_lane_count));
+    w.row("Lane", {"Data path", "Changed"});
+    for (unsigned lane = 0; lane < 8; ++lane)
+        w.row(std::to_string(lane + 1), {text_or_dash(c.datapath_state[lane]), yes_no(c.datapath_state_changed[lane])});
+}
+
+// Module text and library text for JSON: bytes up to the terminating zero,
+// each byte taken as a Latin-1 character so that any module content is
+// valid UTF-8 in the document.
+std::string json_text(const char *s, std::size_t size) {
+    std::string out;
+    for (std::size_t i = 0; i < size && s[i]; ++i) {
+        unsigned char c = static_cast<unsigned char>(s[i]);
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else {
+            out += static_cast<char>(0xC0 | (c >> 6));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+    return out;
+}
+
+json json_text(const char *s) { return s ? json(json_text(s, std::strlen(s))) : json(nullptr); }
+
+template <class T, std::size_t N>
+json json_array(const T (&values)[N]) {
+    json a = json::array();
+    for (const T &v : values) a.push_back(v);
+    return a;
+}
+
+json json_ids(const std::vector<unsigned> &ids) {
+    json list = json::array();
+    for (unsigned id : ids) list.push_back(json{{"id", id}, {"text", json_text(alarm_text(id))}});
+    return list;
+}
+
+#define FIELD(record, name) {#name, record.name}
+#define TEXT(record, name) {#name, json_text(record.name, sizeof record.name)}
+
+json normal_json(const fiber_normal_info_t &n) {
+    return json{FIELD(n, unsupported), FIELD(n, ddm_supported), FIELD(n, is_xfp), FIELD(n, is_qsfp),
+                FIELD(n, is_copper), FIELD(n, is_active_cable), FIELD(n, is_sfp), FIELD(n, zx_within_90km),
+                {"name_prefix", json_text(n.name_prefix)}, {"type_name", json_text(n.type_name)},
+                {"connector_name", json_text(n.connector_name)}, FIELD(n, wavelength_nm),
+                FIELD(n, wavelength_tolerance_nm), FIELD(n, length_smf_m), FIELD(n, length_smf_km),
+                FIELD(n, length_smf_km_from_100m), FIELD(n, length_om5_m), FIELD(n, length_om4_m),
+                FIELD(n, length_om3_m), FIELD(n, length_om2_m), FIELD(n, length_om1_m), FIELD(n, length_copper_m),
+                TEXT(n, display_name), TEXT(n, serial_number), TEXT(n, vendor_specific), FIELD(n, trans_type),
+                FIELD(n, rate_mbps), FIELD(n, connector_class), {"lane_wavelength_nm", json_array(n.lane_wavelength_nm)},
+                FIELD(n, is_x8_module), FIELD(n, is_rj45)};
+}
+
+json vendor_json(const fiber_vendor_info_t &v) {
+    return json{FIELD(v, unsupported), TEXT(v, vendor_name), {"vendor_oui", json_array(v.vendor_oui)},
+                TEXT(v, vendor_pn), TEXT(v, vendor_rev), TEXT(v, date_code), {"encoding", json_text(v.encoding)},
+                TEXT(v, firmware_version), TEXT(v, hardware_version)};
+}
+
+json diag_json(const fiber_diag_info_t &g) {
+    return json{FIELD(g, unsupported), FIELD(g, ddm_supported), FIELD(g, qsfp_done), FIELD(g, cmis_done),
+                FIELD(g, rx_power_type), FIELD(g, thresholds_valid), FIELD(g, temperature), FIELD(g, voltage),
+                FIELD(g, media_lane_count), {"tx_bias", json_array(g.tx_bias)}, {"rx_power", json_array(g.rx_power)},
+                {"tx_power", json_array(g.tx_power)}, FIELD(g, temp_high_alarm), FIELD(g, temp_low_alarm),
+                FIELD(g, temp_high_warning), FIELD(g, temp_low_warning), FIELD(g, voltage_high_alarm),
+                FIELD(g, voltage_low_alarm), FIELD(g, voltage_high_warning), FIELD(g, voltage_low_warning),
+                FIELD(g, rx_power_high_alarm), FIELD(g, rx_power_low_alarm), FIELD(g, rx_power_high_warning),
+                FIELD(g, rx_power_low_warning), FIELD(g, tx_bias_high_alarm), FIELD(g, tx_bias_low_alarm),
+                FIELD(g, tx_bias_high_warning), FIELD(g, tx_bias_low_warning), FIELD(g, tx_power_high_alarm),
+                FIELD(g, tx_power_low_alarm), FIELD(g, tx_power_high_warning), FIELD(g, tx_power_low_warning),
+                FIELD(g, module_type), FIELD(g, monitor_flags), FIELD(g, rx_power_flags), FIELD(g, tx_power_flags),
+                FIELD(g, max_power), {"flags", json_ids(diag_flag_ids(g))}};
+}
+
+json alarm_json(const fiber_alarm_info_t &a) {
+    return json{FIELD(a, unsupported), FIELD(a, ddm_supported), FIELD(a, qsfp_done), FIELD(a, cmis_done),
+                FIELD(a, alarm_id_count), {"alarm_bits", json_array(a.alarm_bits)}, {"alarms", json_ids(alarm_ids(a))}};
+}
+
+json coremgmt_json(const fiber_coremgmt_info_t &c) {
+    json states = json::array();
+    for (const char *s : c.datapath_state) states.push_back(json_text(s));
+    return json{FIELD(c, unsupported), FIELD(c, media_lane_count), {"module_state", json_text(c.module_state)},
+                {"datapath_state", states}, {"datapath_state_changed", json_array(c.datapath_state_changed)}};
+}
+
+#undef FIELD
+#undef TEXT
+
+template <class Record>
+json optional_json(const std::optional<Record> &record, json (*convert)(const Record &)) {
+    return record ? convert(*record) : json(nullptr);
+}
+
+}  // namespace
+
+std::string format_dbm(float dbm) { return fixed(dbm, 2) + " dBm"; }
+
+std::string format_volts(int32_t units_100uv) { return fixed(units_100uv / 10000.0, 4) + " V"; }
+
+std::string format_milliamps(int32_t units_2ua) { return fixed(units_2ua * 0.002, 3) + " mA"; }
+
+std::string printable(const char *field, std::size_t size) {
+    std::size_t n = strnlen(field, size);
+    while (n > 0 && field[n - 1] == ' ') --n;
+    std::string out;
+    for (std::size_t i = 0; i < n; ++i) {
+        unsigned char c = static_cast<unsigned char>(field[i]);
+        if (c >= 0x20 && c < 0x7F && c != '\\')
+            out += static_cast<char>(c);
+        else
+            out += strprintf("\\x%02x", c);
+    }
+    return out;
+}
+
+std::string text_header(const decoded_module &m) {
+    const char *source = m.format == input_format::hex ? "hex text" : m.format == input_format::optoe ? "optoe file"
+                                                                                                     : "raw image";
+    std::string out = strprintf("%s: %s module%s, %s, %zu bytes (%s)\n", m.file.c_str(), family_title(m.family),
+                                m.family_forced ? " (--kind)" : "", source, m.size, join(m.pages, ", ").c_str());
+    for (const auto &note : m.notes) out += "  Note: " + note + "\n";
+    return out;
+}
+
+std::string text_body(const decoded_module &m) {
+    text_writer w;
+    if (m.normal) identification_text(w, *m.normal, m.family);
+    if (m.vendor) vendor_text(w, *m.vendor, m.family);
+    if (m.diag) diagnostics_text(w, *m.diag, m);
+    if (m.alarm) alarms_text(w, *m.alarm, m);
+    if (m.coremgmt) state_text(w, *m.coremgmt);
+    return w.out;
+}
+
+json json_report(const decoded_module &m) {
+    json pages = json::array();
+    for (const auto &p : m.pages) pages.push_back(p);
+    json notes = json::array();
+    for (const auto &n : m.notes) notes.push_back(n);
+    return json{{"file", json_text(m.file.c_str(), m.file.size())},
+                {"format", format_name(m.format)},
+                {"size", m.size},
+                {"kind", family_name(m.family)},
+                {"kind_forced", m.family_forced},
+                {"pages", pages},
+                {"decoded", m.failure.empty()},
+                {"notes", notes},
+                {"normal", optional_json(m.normal, normal_json)},
+                {"vendor", optional_json(m.vendor, vendor_json)},
+                {"diag", optional_json(m.diag, diag_json)},
+                {"alarm", optional_json(m.alarm, alarm_json)},
+                {"coremgmt", optional_json(m.coremgmt, coremgmt_json)}};
+}
+
+}  // namespace fdtool
