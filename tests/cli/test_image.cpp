@@ -69,12 +69,6 @@ TEST(ParseHex, PastedTextSpacesTrailingBlanksCrLfAndUpperCase) {
     EXPECT_EQ(parsed(text), sequence(16));
 }
 
-TEST(ParseHex, PlainBytesWithoutOffsetsContinueWhereTheLastLineEnded) {
-    EXPECT_EQ(parsed("00 01 02\n03 04\n\n05 06 07 08 09 0a 0b 0c 0d 0e 0f\n"), sequence(16));
-}
-
-TEST(ParseHex, HexStringLine) { EXPECT_EQ(parsed("000102030405060708090a0b0c0d0e0f\n"), sequence(16)); }
-
 TEST(ParseHex, OffsetsPlaceTheirBytesAndGapsStayZero) {
     bytes got = parsed(row(0, {0xAA}, "0x%05zx: ") + row(0x200, {0xBB, 0xCC}, "0x%05zx: "));
     ASSERT_EQ(got.size(), 0x202u);
@@ -108,14 +102,6 @@ std::string i2cdump(const bytes &block, const std::string &address) {
         out += line + "    AB CD .. ef\n";  // an ASCII column that looks like hex
     }
     return out;
-}
-
-TEST(ParseHex, I2cdumpOfA0hThenA2hMakesOneImage) {
-    bytes a0 = sequence(256), a2 = sequence(256, 0x80);
-    bytes got = parsed(i2cdump(a0, "0x50") + i2cdump(a2, "0x51"));
-    ASSERT_EQ(got.size(), 512u);
-    EXPECT_TRUE(std::equal(a0.begin(), a0.end(), got.begin()));
-    EXPECT_TRUE(std::equal(a2.begin(), a2.end(), got.begin() + 256));
 }
 
 TEST(ParseHex, I2cdumpUnansweredA2hIsLeftOutButAMissingByteIsAnError) {
