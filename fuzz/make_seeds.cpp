@@ -1,10 +1,11 @@
-// Writes the fuzz seed corpus: each bundled module (tests/data, plus the
-// built XFP) in the fuzz input layout of fuzz_input.h, once with the pages
-// its dump holds and, where that adds pages, once with every consulted page
-// present, and one unsupported-kind variant. The committed fuzz/corpus/ is this program's
+// Writes the fuzz seed corpus in the input layout of fuzz_input.h: the
+// sample modules (samples/*.bin), each bundled real module (tests/data,
+// plus the built XFP) once with the pages its dump holds and, where that
+// adds pages, once with every consulted page present, and one
+// unsupported-kind variant. The committed fuzz/corpus/ is this program's
 // output:
 //
-//   fiber_fuzz_seeds tests/data fuzz/corpus
+//   fiber_fuzz_seeds tests/data fuzz/corpus samples
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -54,8 +55,8 @@ bool write(const std::string &path, const std::vector<uint8_t> &bytes) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: %s DATA_DIR OUT_DIR\n", argv[0]);
+    if (argc != 3 && argc != 4) {
+        std::fprintf(stderr, "usage: %s DATA_DIR OUT_DIR [SAMPLES_DIR]\n", argv[0]);
         return 2;
     }
     const std::string out_dir = argv[2];
@@ -78,6 +79,9 @@ int main(int argc, char **argv) {
         if (!already) emit(std::string(m.name) + "-all-pages.bin", bytes);
     }
     emit("unsupported-kind-5.bin", encode(modules[0], selector_of(5)));
+    if (argc == 4)
+        for (const module_image &m : fiber_robust::image_files(argv[3]))
+            emit("sample-" + std::string(m.name) + ".bin", encode(m, selector_of(m.kind)));
     std::printf("%d seeds written to %s\n", written, out_dir.c_str());
     return 0;
 }

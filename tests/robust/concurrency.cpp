@@ -4,7 +4,7 @@
 // before the threads start. Built and run under ThreadSanitizer by
 // scripts/hardening, and plainly in the normal suite.
 //
-// usage: fiber_concurrency DATA_DIR [ITERATIONS]
+// usage: fiber_concurrency DATA_DIR [ITERATIONS [SAMPLES_DIR]]
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -57,7 +57,7 @@ const char *first_difference(const results &a, const results &b) {
 
 int main(int argc, char **argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: %s DATA_DIR [ITERATIONS]\n", argv[0]);
+        std::fprintf(stderr, "usage: %s DATA_DIR [ITERATIONS [SAMPLES_DIR]]\n", argv[0]);
         return 2;
     }
     const long iterations = argc > 2 ? std::atol(argv[2]) : 2000;
@@ -65,6 +65,8 @@ int main(int argc, char **argv) {
     for (const module_image &m : fiber_robust::all_modules(argv[1])) modules.push_back(&m);
     const std::size_t distinct_expected = modules.size();
     for (const module_image &m : fiber_robust::complete_modules(argv[1])) modules.push_back(&m);
+    if (argc > 3)
+        for (const module_image &m : fiber_robust::image_files(argv[3])) modules.push_back(&m);
     if (distinct_expected == 0 || iterations <= 0) {
         std::printf("FAIL no modules loaded or no iterations\n");
         return 1;

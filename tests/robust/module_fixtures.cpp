@@ -1,9 +1,12 @@
 #include "module_fixtures.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 namespace fiber_robust {
 
@@ -131,6 +134,10 @@ void build_xfp(module_image &m) {
     put_word(low, 106, 33000);              // auxiliary 1: 3.3 V
 }
 
+constexpr std::size_t kMaxImageFiles = 16;
+module_image image_store[kMaxImageFiles];
+std::string image_names[kMaxImageFiles];
+
 struct module_store {
     module_image all[kModuleCount];
     module_image complete[4];
@@ -167,6 +174,72 @@ module_store &store(const char *data_dir) {
 }
 
 }  // namespace
+
+namespace {
+
+// Family of a flat image from its first identifier byte (SFF-8024).
+bool kind_of(uint8_t id, fiber_module_kind &kind) {
+    switch (id) {
+    case 0x03: kind = FIBER_KIND_SFP; return true;                         // SFP/SFP+/SFP28
+    case 0x06: kind = FIBER_KIND_XFP; return true;                         // XFP
+    case 0x0C: case 0x0D: case 0x11: kind = FIBER_KIND_QSFP; return true;  // QSFP, QSFP+, QSFP28
+    case 0x18: case 0x19: case 0x1E: kind = FIBER_KIND_CMIS; return true;  // QSFP-DD, OSFP, QSFP+ CMIS
+    default: return false;
+    }
+}
+
+bool load_image(const std::filesystem::path &path, module_image &m, std::string &name) {
+    std::FILE *f = std::fopen(path.c_str(), "rb");
+    if (!f) return false;
+    uint8_t bin[128 * 46] = {};
+    const std::size_t got = std::fread(bin, 1, sizeof bin, f);
+    std::fclose(f);
+    fiber_module_kind kind = 0;
+    if (got < 2 * kBlock || !kind_of(bin[0], kind)) return false;
+    clear(m, name.c_str(), kind);
+    switch (kind) {
+    case FIBER_KIND_SFP:  // A0h bytes 0-127; A2h bytes 0-127 at 256
+        std::memcpy(m.lower, bin, kBlock);
+        if (got >= 384) {
+            std::memcpy(m.storage[0x00], bin + 256, kBlock);
+            set_present(m, 0x00);
+        }
+        break;
+    case FIBER_KIND_XFP:  // lower-page argument: page 01h; page-set 00h: lower memory
+        std::memcpy(m.lower, bin + kBlock, kBlock);
+        std::memcpy(m.storage[0x00], bin, kBlock);
+        set_present(m, 0x00);
+        break;
+    default:
+        std::memcpy(m.lower, bin, kBlock);
+        for (unsigned n = 0; n < FIBER_PAGE_COUNT && kBlock * (n + 2) <= got; ++n) {
+            std::memcpy(m.storage[n], bin + kBlock * (n + 1), kBlock);
+            set_present(m, n);
+        }
+        break;
+    }
+    return true;
+}
+
+}  // namespace
+
+std::span<const module_image> image_files(const char *dir) {
+    static std::size_t count = [dir] {
+        static std::vector<std::filesystem::path> paths;
+        std::error_code ec;
+        for (const auto &e : std::filesystem::directory_iterator(dir, ec))
+            if (e.path().extension() == ".bin") paths.push_back(e.path());
+        std::sort(paths.begin(), paths.end());
+        std::size_t n = 0;
+        for (const auto &p : paths) {
+            if (n == kMaxImageFiles) break;
+            image_names[n] = p.stem().string();
+            if (load_image(p, image_store[n], image_names[n])) ++n;
+        }
+        return n;
+    }();
+    return {image_store, count};
+}
 
 std::span<const module_image> all_modules(const char *data_dir) {
     module_store &s = store(data_dir);

@@ -42,6 +42,13 @@ std::span<const module_image> all_modules(const char *data_dir);
 // dump lacks read as zeros), in the order SFP, XFP, QSFP, CMIS.
 std::span<const module_image> complete_modules(const char *data_dir);
 
+// The flat module images of a directory (the samples/ of the command-line
+// decoder: SFF-8472 A0h at offset 0 and A2h at 256; INF-8077i lower memory
+// at 0 and page 01h at 128; SFF-8636 and CMIS the lower page at 0 and upper
+// page N at 128 * (N + 1)), the family told by the identifier byte. Every
+// page the image reaches is present. Loaded once; at most 16 images.
+std::span<const module_image> image_files(const char *dir);
+
 }  // namespace fiber_robust
 
 #endif

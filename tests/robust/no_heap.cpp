@@ -257,8 +257,8 @@ void lookups_and_helpers() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s DATA_DIR\n", argv[0]);
+    if (argc != 2 && argc != 3) {
+        std::fprintf(stderr, "usage: %s DATA_DIR [SAMPLES_DIR]\n", argv[0]);
         return 2;
     }
     const auto modules = fiber_robust::all_modules(argv[1]);
@@ -269,7 +269,8 @@ int main(int argc, char **argv) {
     }
     if (!counter_is_live()) return 1;
 
-    for (const auto &set : {modules, complete})
+    const auto samples = argc == 3 ? fiber_robust::image_files(argv[2]) : std::span<const module_image>{};
+    for (const auto &set : {modules, complete, samples})
         for (const module_image &m : set) {
             entry_points(m.name, m.kind, m.lower, m.pages);
             family_decoders(m);
