@@ -2,7 +2,7 @@
 // floats and check codes. <cmath> serves only as the reference here.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -10,6 +10,8 @@
 #include <iterator>
 #include <limits>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "fiber_internal.h"
@@ -17,113 +19,67 @@
 namespace {
 
 uint32_t bits_of(float f) { return std::bit_cast<uint32_t>(f); }
+constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
-// ---------------------------------------------------------------------------
-// fiber_dbm
-// ---------------------------------------------------------------------------
 TEST(FiberDbm, MatchesTenLog10OverEveryWholeReading) {
     double worst = 0.0;
     uint32_t worst_at = 0;
     for (uint32_t v = 1; v <= 65535; ++v) {
-        const double want = 10.0 * std::log10(v / 10000.0);
-        const double err = std::fabs(static_cast<double>(fiber_dbm(static_cast<float>(v))) - want);
-        if (err > worst) {
-            worst = err;
-            worst_at = v;
-        }
+        const double err = std::fabs(fiber_dbm(static_cast<float>(v)) - 10.0 * std::log10(v / 10000.0));
+        if (err > worst) std::tie(worst, worst_at) = std::tuple(err, v);
     }
     EXPECT_LE(worst, 0.0003) << "worst at " << worst_at;
 }
 
-TEST(FiberDbm, ClampsAndFixedPoints) {
-    EXPECT_EQ(bits_of(fiber_dbm(0.0f)), bits_of(-40.0f));
-    EXPECT_EQ(bits_of(fiber_dbm(-0.0f)), bits_of(-40.0f));
-    EXPECT_EQ(bits_of(fiber_dbm(-5.0f)), bits_of(-40.0f));
-    EXPECT_EQ(bits_of(fiber_dbm(-std::numeric_limits<float>::infinity())), bits_of(-40.0f));
-    EXPECT_EQ(bits_of(fiber_dbm(1.0f)), bits_of(-40.0f));  // through the logarithm: log10 1 = 0
-    EXPECT_EQ(bits_of(fiber_dbm(65536.0f)), 0x41028F5Cu);
-    EXPECT_EQ(bits_of(fiber_dbm(100000.0f)), 0x41028F5Cu);
-    EXPECT_EQ(bits_of(fiber_dbm(std::numeric_limits<float>::infinity())), 0x41028F5Cu);
-    // The clamp value lies just below the value for 65535 units.
+// Zero and below give -40; 65536 and above the 8.16 ceiling, just below the
+// value for 65535. A NaN fails both clamps and goes through the logarithm as
+// 16.16 zero.
+TEST(FiberDbm, ClampsAndNan) {
+    for (float v : {0.0f, -0.0f, -5.0f, -kInf}) EXPECT_EQ(bits_of(fiber_dbm(v)), bits_of(-40.0f)) << v;
+    for (float v : {65536.0f, 100000.0f, kInf}) EXPECT_EQ(bits_of(fiber_dbm(v)), 0x41028F5Cu) << v;
     EXPECT_LT(fiber_dbm(65536.0f), fiber_dbm(65535.0f));
+    EXPECT_EQ(bits_of(fiber_dbm(kNan)), 0xC2C07EA4u);  // -96.247
 }
 
-TEST(FiberDbm, KnownValues) {
-    struct Case {
-        float units;
-        double dbm;
+// Units (0.1 uW), then the exact log10 and dBm results of the fixed-point chain.
+TEST(FiberLog, KnownValuesBitExact) {
+    const std::tuple<float, uint32_t, uint32_t> cases[] = {
+        {0.5f, 0xBE9A2086u, 0xC22C0A8Au},       // -0.30103, -43.0103 dBm
+        {1.0f, 0x00000000u, 0xC2200000u},       //  0,       -40 dBm
+        {3.7f, 0x3F1175B6u, 0xC209459Bu},       //  0.56820, -34.3180 dBm
+        {1000.0f, 0x4040000Au, 0xC11FFFE7u},    //  3.00000, -10.0000 dBm
+        {10000.0f, 0x40800002u, 0x37200000u},   //  4.00000,   0.0000 dBm
+        {32768.0f, 0x40907E8Bu, 0x40A4F16Eu},   //  4.51545,   5.1545 dBm
+        {65535.0f, 0x409A2093u, 0x4102A2DFu},   //  4.81648,   8.1648 dBm
+        {65535.99f, 0x409A20A1u, 0x4102A325u},  //  4.81648,   8.1648 dBm, not yet clamped
     };
-    const Case cases[] = {{2.0f, -36.9897}, {10.0f, -30.0},    {10000.0f, 0.0},   {20000.0f, 3.0103},
-                          {32768.0f, 5.1545}, {40000.0f, 6.0206}, {65535.0f, 8.1647}, {0.5f, -43.0103}};
-    for (const Case &c : cases) EXPECT_NEAR(fiber_dbm(c.units), c.dbm, 0.0003) << c.units;
-    EXPECT_NEAR(fiber_dbm(10000.0f), 0.0, 0.00001);
+    for (auto [units, log10, dbm] : cases)
+        EXPECT_EQ(std::tuple(bits_of(fiber_log(units)), bits_of(fiber_dbm(units))), std::tuple(log10, dbm))
+            << units;
 }
 
-TEST(FiberDbm, NanIsNotClampedButGoesThroughTheLogarithm) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const float through_log = (fiber_log(nan) - 4.0f) * 10.0f;
-    EXPECT_EQ(bits_of(fiber_dbm(nan)), bits_of(through_log));
-    EXPECT_NE(bits_of(fiber_dbm(nan)), 0x41028F5Cu);
-    EXPECT_NE(bits_of(fiber_dbm(nan)), bits_of(-40.0f));
-}
-
-// ---------------------------------------------------------------------------
-// fiber_log and its pieces
-// ---------------------------------------------------------------------------
-TEST(FiberLog, IsTheFixedPointChainOverLn10) {
-    for (float v : {0.5f, 1.0f, 2.0f, 3.7f, 100.0f, 12345.0f, 40000.0f, 65535.0f}) {
-        const float chain = stt(fxln(tts(v))) / std::bit_cast<float>(0x40135D8Eu);
-        EXPECT_EQ(bits_of(fiber_log(v)), bits_of(chain)) << v;
-    }
-    EXPECT_NEAR(fiber_log(0.5f), -0.30103, 0.00002);
-    EXPECT_NEAR(fiber_log(1000.0f), 3.0, 0.00002);
-    EXPECT_EQ(fiber_log(1.0f), 0.0f);
-}
-
-TEST(Tts, TruncatesToSixteenSixteen) {
-    EXPECT_EQ(tts(1.5f), 0x18000u);
-    EXPECT_EQ(tts(0.1f), 0x1999u);  // truncated, not rounded (0x199A)
-    EXPECT_EQ(tts(1.0f), 0x10000u);
-    EXPECT_EQ(tts(0.0f), 0u);
-    EXPECT_EQ(tts(65535.5f), 0xFFFF8000u);
-    EXPECT_EQ(tts(1.0f / 65536.0f), 1u);
-    EXPECT_EQ(tts(65536.0f), 0u);          // integer part loses its upper bits
-    EXPECT_EQ(tts(65537.25f), 0x14000u);
-    // Every representable value below 65536 is v * 65536 truncated.
+// v * 65536 truncated (0.1 gives 1999h, not 199Ah); the integer part keeps
+// its low 16 bits; negatives and NaN give 0; 2^32 and above saturate to
+// 2^32 - 1 in every digit step: ((FFFFFFFFh << 4) + FFFFFFFFh) ... mod 2^32.
+TEST(Tts, TruncatesToSixteenSixteenAndSaturates) {
+    const std::pair<float, uint32_t> cases[] = {
+        {1.5f, 0x18000u}, {0.1f, 0x1999u}, {1.0f, 0x10000u}, {0.0f, 0u}, {1.0f / 65536.0f, 1u},
+        {65535.5f, 0xFFFF8000u}, {65536.0f, 0u}, {65537.25f, 0x14000u},
+        {-3.0f, 0u}, {-0.5f, 0u}, {-1e30f, 0u}, {kNan, 0u}, {-kInf, 0u}, {kInf, 0xFFFEEEEFu}, {1e30f, 0xFFFEEEEFu},
+    };
+    for (auto [v, want] : cases) EXPECT_EQ(tts(v), want) << v;
     for (float v = 0.0f; v < 65536.0f; v = v * 1.37f + 0.013f)
         EXPECT_EQ(tts(v), static_cast<uint32_t>(static_cast<double>(v) * 65536.0)) << v;
 }
 
-TEST(Tts, SaturatesWithoutUndefinedBehaviour) {
-    EXPECT_EQ(tts(-3.0f), 0u);
-    EXPECT_EQ(tts(-0.5f), 0u);
-    EXPECT_EQ(tts(-1e30f), 0u);
-    EXPECT_EQ(tts(std::numeric_limits<float>::quiet_NaN()), 0u);
-    EXPECT_EQ(tts(-std::numeric_limits<float>::infinity()), 0u);
-    // 2^32 and above saturate to 2^32 - 1 in every digit step:
-    // r = ((((FFFFFFFF << 4) + FFFFFFFF) << 4) + ...) mod 2^32.
-    uint32_t r = UINT32_MAX;
-    for (int i = 0; i < 4; ++i) r = (r << 4) + UINT32_MAX;
-    EXPECT_EQ(tts(std::numeric_limits<float>::infinity()), r);
-    EXPECT_EQ(tts(1e30f), r);
-}
-
-TEST(Fxln, StatedValues) {
-    EXPECT_EQ(fxln(65536), 0);
-    EXPECT_EQ(fxln(131072), 45426);
-    EXPECT_EQ(fxln(1), -726817);
-    EXPECT_EQ(fxln(0x80000000u), 681391);
-    EXPECT_EQ(fxln(0), -848785);
-    EXPECT_EQ(static_cast<uint32_t>(fxln(0x8000)), 0xFFFF4E8Eu);
-}
-
 double fxln_error(uint32_t x) { return fxln(x) - 65536.0 * std::log(x / 65536.0); }
 
-// Dense sweep of x in [first, last] (every x up to 2^20, then a prime step,
-// plus the neighbourhoods of every power of two), with the error range seen.
+// Every x of the first 2^20 of [first, last], then a prime step, the
+// neighbourhoods of every power of two, and last.
 template <class Check>
 void sweep(uint64_t first, uint64_t last, Check check) {
-    for (uint64_t x = first; x <= std::min<uint64_t>(last, first + (1u << 20)); ++x) check(static_cast<uint32_t>(x));
+    for (uint64_t x = first; x <= last && x <= first + (1u << 20); ++x) check(static_cast<uint32_t>(x));
     for (uint64_t x = first; x <= last; x += 997) check(static_cast<uint32_t>(x));
     for (unsigned s = 0; s <= 32; ++s)
         for (int d = -3; d <= 3; ++d) {
@@ -133,164 +89,91 @@ void sweep(uint64_t first, uint64_t last, Check check) {
     check(static_cast<uint32_t>(last));
 }
 
-TEST(Fxln, AccuracyUpTo2Pow31) {
-    // The rounded constants of the shift-and-add steps leave the result
-    // between -1.507 (at 4338086) and +3.434 (at 13712781) of the exact
-    // value over 1 .. 2^31 (found by an exhaustive run), a little wider than
-    // the -1.25 .. +3.33 window kept above 2^31.
-    sweep(1, 0x80000000u, [](uint32_t x) {
-        const double e = fxln_error(x);
-        ASSERT_GE(e, -1.51) << x;
-        ASSERT_LE(e, 3.44) << x;
-    });
-    EXPECT_NEAR(fxln_error(4338086), -1.5065, 0.0001);
-    EXPECT_NEAR(fxln_error(13712781), 3.4335, 0.0001);
+// Stated values, the edges of the normalisation shifts, then the extremes of
+// the error against 65536 ln(x / 65536) over 1 .. 2^31 (-1.507, +3.434) and
+// above (-0.850, +3.184). The rounded constants of the shift-and-add steps
+// keep the error within -1.51 .. +3.44 up to 2^31 and within -1.25 .. +3.33
+// above, where the argument is halved first.
+TEST(Fxln, StatedValuesAndAccuracy) {
+    const std::pair<uint32_t, int32_t> cases[] = {
+        {65536, 0},         {131072, 45426},     {1, -726817},          {0x80000000u, 681391}, {0, -848785},
+        {0x8000, -45426},   {0x7FFFFFu, 317982}, {0x3FFFFFFFu, 635965},
+        {4338086u, 274764}, {13712781u, 350194}, {2221218667u, 683603}, {3510498758u, 713603}};
+    for (auto [x, want] : cases) EXPECT_EQ(fxln(x), want) << x;
+    const std::tuple<uint64_t, uint64_t, double, double> windows[] = {{1, 0x80000000u, -1.51, 3.44},
+                                                                      {0x80000001u, 0xFFFFFFFFu, -1.25, 3.33}};
+    for (auto [first, last, lo, hi] : windows)
+        sweep(first, last, [lo = lo, hi = hi](uint32_t x) {
+            const double e = fxln_error(x);
+            ASSERT_TRUE(e >= lo && e <= hi) << x << " off by " << e;
+        });
 }
 
-TEST(Fxln, AccuracyAbove2Pow31) {
-    // 65536 * ln(x / 65536) within -1.25 .. +3.33 for x in 2^31+1 .. 2^32-1,
-    // the arguments fiber_log passes for 32768.0 .. 65535.99 units
-    // (exhaustively: -0.850 at 2221218667, +3.184 at 3510498758).
-    sweep(0x80000001u, 0xFFFFFFFFu, [](uint32_t x) {
-        const double e = fxln_error(x);
-        ASSERT_GE(e, -1.25) << x;
-        ASSERT_LE(e, 3.33) << x;
-    });
-    for (uint32_t x : {2221218667u, 3510498758u, 0xC0000000u, 0xFFFF0000u, 0xFFFFFFFFu}) {
-        EXPECT_GE(fxln_error(x), -1.25) << x;
-        EXPECT_LE(fxln_error(x), 3.33) << x;
-    }
-}
-
-TEST(Fxln, IsMonotonicAcrossThe2Pow31Seam) {
-    int32_t prev = fxln(0x7FFF0000u);
-    for (uint32_t x = 0x7FFF0000u + 1; x != 0x80010000u; ++x) {
-        const int32_t y = fxln(x);
-        ASSERT_GE(y, prev - 2) << x;  // the linear tail may step back by a unit
-        prev = y;
-    }
-    EXPECT_GT(fxln(0xFFFFFFFFu), fxln(0x80000000u));
-    EXPECT_NEAR(fxln(0xFFFFFFFFu), 65536.0 * std::log(65536.0), 3.33);
-}
-
+// Signed 16.16 to float: x / 65536 rounded once to single precision.
 TEST(Stt, SignedSixteenSixteenToFloat) {
-    EXPECT_EQ(stt(0x18000), 1.5f);
-    EXPECT_EQ(stt(0), 0.0f);
-    EXPECT_EQ(stt(1), 1.0f / 65536.0f);
-    EXPECT_EQ(stt(-65536), -1.0f);
-    EXPECT_NEAR(stt(static_cast<int32_t>(0xFFFF4E8Eu)), -0.693146, 0.000001);
-    EXPECT_EQ(stt(INT32_MIN), -32768.0f);
-    EXPECT_EQ(stt(INT32_MAX), 32767.0f + 65535.0f / 65536.0f);
+    const std::pair<int32_t, float> cases[] = {{0x18000, 1.5f}, {0, 0.0f}, {1, 1.0f / 65536.0f}, {-65536, -1.0f},
+                                               {INT32_MIN, -32768.0f}, {INT32_MAX, 32768.0f}};
+    for (auto [x, want] : cases) EXPECT_EQ(bits_of(stt(x)), bits_of(want)) << x;
+    auto exact = [](int64_t x) { return bits_of(static_cast<float>(static_cast<double>(x) / 65536.0)); };
+    for (int64_t x = INT32_MIN; x <= INT32_MAX; x += 65521) ASSERT_EQ(bits_of(stt(int32_t(x))), exact(x)) << x;
+    for (int32_t x = -70000; x <= 70000; ++x) ASSERT_EQ(bits_of(stt(x)), exact(x)) << x;
 }
 
-TEST(Stt, BitIdenticalToTheFusedLoop) {
-    auto fused = [](int32_t x) {
-        float f = 0.0f, w = 0.5f;
-        for (int b = 15; b >= 0; --b) {
-            f = std::fma(static_cast<float>((static_cast<uint32_t>(x) >> b) & 1u), w, f);
-            w *= 0.5f;
-        }
-        return static_cast<float>(x >> 16) + f;
-    };
-    for (int64_t x = INT32_MIN; x <= INT32_MAX; x += 65521) {
-        const int32_t v = static_cast<int32_t>(x);
-        ASSERT_EQ(bits_of(stt(v)), bits_of(fused(v))) << v;
-    }
-    for (int32_t x = -70000; x <= 70000; ++x) ASSERT_EQ(bits_of(stt(x)), bits_of(fused(x))) << x;
-}
-
-// ---------------------------------------------------------------------------
-// get_float_from_reg
-// ---------------------------------------------------------------------------
+// Big-endian on any host, sign of zero kept, read from an unaligned address.
 TEST(RegisterFloat, BigEndianOnAnyHost) {
-    struct Case {
-        uint8_t b[4];
-        float want;
-    };
-    const Case cases[] = {
-        {{0x00, 0x00, 0x00, 0x00}, 0.0f},    {{0x3F, 0x80, 0x00, 0x00}, 1.0f},
-        {{0xBF, 0x80, 0x00, 0x00}, -1.0f},   {{0x40, 0x49, 0x0F, 0xDB}, 3.14159274f},
-        {{0x3D, 0xCC, 0xCC, 0xCD}, 0.1f},    {{0x00, 0x00, 0x00, 0x01}, std::numeric_limits<float>::denorm_min()},
+    const std::pair<std::array<uint8_t, 4>, float> cases[] = {
+        {{0x00, 0x00, 0x00, 0x00}, 0.0f},  {{0x80, 0x00, 0x00, 0x00}, -0.0f}, {{0x3F, 0x80, 0x00, 0x00}, 1.0f},
+        {{0xBF, 0x80, 0x00, 0x00}, -1.0f}, {{0x40, 0x49, 0x0F, 0xDB}, 3.14159274f},
+        {{0x3D, 0xCC, 0xCC, 0xCD}, 0.1f},  {{0x00, 0x00, 0x00, 0x01}, std::numeric_limits<float>::denorm_min()},
         {{0x47, 0x7F, 0xFF, 0x00}, 65535.0f},
     };
-    for (const Case &c : cases) EXPECT_EQ(bits_of(get_float_from_reg(c.b)), bits_of(c.want));
-    // Sign of zero survives, and the pointer need not be aligned.
-    const uint8_t buf[] = {0xAA, 0x80, 0x00, 0x00, 0x00, 0x12, 0x34, 0x56, 0x78};
-    EXPECT_EQ(bits_of(get_float_from_reg(buf + 1)), 0x80000000u);
-    EXPECT_EQ(bits_of(get_float_from_reg(buf + 5)), 0x12345678u);
+    for (auto [b, want] : cases) {
+        const uint8_t buf[] = {0xAA, b[0], b[1], b[2], b[3]};
+        EXPECT_EQ(bits_of(get_float_from_reg(buf + 1)), bits_of(want)) << want;
+    }
 }
 
-// ---------------------------------------------------------------------------
-// get_check_code
-// ---------------------------------------------------------------------------
-TEST(CheckCode, NothingIsReadForEmptyOrNegativeLength) {
-    EXPECT_EQ(get_check_code(nullptr, 0), 0);
-    EXPECT_EQ(get_check_code(nullptr, -1), 0);
-    EXPECT_EQ(get_check_code(nullptr, INT32_MIN), 0);
-}
-
+// Low eight bits of the plain sum of the first length bytes; nothing is read
+// for an empty or negative length.
 TEST(CheckCode, LowEightBitsOfThePlainSum) {
-    uint8_t ff[63];
-    std::fill(std::begin(ff), std::end(ff), 0xFF);
-    EXPECT_EQ(get_check_code(ff, 63), 0xC1);  // SFF-8472 byte 63 over bytes 0-62
-    EXPECT_EQ(get_check_code(ff, 31), 0xE1);  // SFF-8472 byte 95 over bytes 64-94
-    EXPECT_EQ(get_check_code(ff, 1), 0xFF);
-    const uint8_t wrap[] = {0x80, 0x80, 0x01};
-    EXPECT_EQ(get_check_code(wrap, 3), 0x01);
-    EXPECT_EQ(get_check_code(wrap, 2), 0x00);
-    const uint8_t zeros[63] = {};
-    EXPECT_EQ(get_check_code(zeros, 63), 0);
-    // Only the first length bytes count.
-    const uint8_t tail[] = {0x01, 0x02, 0x03, 0xFF};
-    EXPECT_EQ(get_check_code(tail, 3), 0x06);
+    const std::vector<uint8_t> ff(63, 0xFF), zeros(63, 0);
+    const uint8_t wrap[] = {0x80, 0x80, 0x01}, tail[] = {0x01, 0x02, 0x03, 0xFF};
+    const std::tuple<const uint8_t *, int32_t, int> cases[] = {
+        {nullptr, 0, 0}, {nullptr, -1, 0}, {nullptr, INT32_MIN, 0},
+        {ff.data(), 63, 0xC1},  // SFF-8472 byte 63 over bytes 0-62
+        {ff.data(), 31, 0xE1},  // SFF-8472 byte 95 over bytes 64-94
+        {ff.data(), 1, 0xFF}, {wrap, 3, 0x01}, {wrap, 2, 0x00}, {zeros.data(), 63, 0}, {tail, 3, 0x06},
+    };
+    for (auto [data, length, want] : cases) EXPECT_EQ(get_check_code(data, length), want) << length;
 }
 
-// ---------------------------------------------------------------------------
 // Real modules (tests/data/<entry>/source.md tells where each dump was
 // published). dump.bin: SFF-8472 A0h at 0 and A2h at 256; SFF-8636 lower
 // page at 0 and upper page N at 128 * (N + 1).
-// ---------------------------------------------------------------------------
 std::vector<uint8_t> load_dump(const char *entry) {
-    const std::string path = std::string(FIBER_TEST_DATA) + "/" + entry + "/dump.bin";
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(std::string(FIBER_TEST_DATA) + "/" + entry + "/dump.bin", std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-TEST(RealModule, SfpCheckCodesHold) {
+TEST(RealModule, CheckCodesCalibrationAndThreshold) {
     const std::vector<uint8_t> d = load_dump("sfp-10g-lr-flexoptix-pb1696");
     ASSERT_EQ(d.size(), 512u);
-    const uint8_t *a0 = d.data();
-    const uint8_t *a2 = d.data() + 256;
-    EXPECT_EQ(get_check_code(a0, 63), a0[63]);       // CC_BASE, A0h byte 63
-    EXPECT_EQ(get_check_code(a0 + 64, 31), a0[95]);  // CC_EXT, A0h byte 95
-    EXPECT_EQ(get_check_code(a2, 95), a2[95]);       // CC_DMI, A2h byte 95
-    EXPECT_EQ(a0[63], 0x87);
-    EXPECT_EQ(a0[95], 0x8B);
-}
-
-TEST(RealModule, QsfpCheckCodesHold) {
-    const std::vector<uint8_t> d = load_dump("qsfp28-100g-ir4-fs");
-    ASSERT_GE(d.size(), 256u);
-    const uint8_t *page00 = d.data() + 128;  // byte 128 of upper page 00h
-    EXPECT_EQ(get_check_code(page00, 63), page00[191 - 128]);        // CC_BASE, byte 191
-    EXPECT_EQ(get_check_code(page00 + 64, 31), page00[223 - 128]);   // CC_EXT, byte 223
-    EXPECT_EQ(page00[191 - 128], 0xFB);
-    EXPECT_EQ(page00[223 - 128], 0xBC);
-}
-
-TEST(RealModule, SfpCalibrationConstantsAndPowerThreshold) {
-    const std::vector<uint8_t> d = load_dump("sfp-10g-lr-flexoptix-pb1696");
-    ASSERT_EQ(d.size(), 512u);
-    const uint8_t *a2 = d.data() + 256;
-    // SFF-8472 A2h bytes 56-75: Rx_PWR(4) .. Rx_PWR(0); this module states
-    // the identity polynomial, Rx_PWR(1) = 1.0.
-    EXPECT_EQ(get_float_from_reg(a2 + 56), 0.0f);
-    EXPECT_EQ(get_float_from_reg(a2 + 68), 1.0f);
-    EXPECT_EQ(get_float_from_reg(a2 + 72), 0.0f);
-    // A2h bytes 24-25, Tx power high alarm: 0x4577 = 1.7783 mW = 2.5 dBm.
-    const uint16_t tx_high = static_cast<uint16_t>(a2[24] << 8 | a2[25]);
-    EXPECT_EQ(tx_high, 17783);
-    EXPECT_NEAR(fiber_dbm(tx_high), 10.0 * std::log10(1.7783), 0.0003);
+    const uint8_t *a0 = d.data(), *a2 = d.data() + 256;
+    // A0h byte 63 over 0-62 and byte 95 over 64-94; A2h byte 95 over 0-94.
+    EXPECT_EQ(std::tuple(get_check_code(a0, 63), get_check_code(a0 + 64, 31), get_check_code(a2, 95)),
+              std::tuple(a0[63], a0[95], a2[95]));
+    EXPECT_EQ(std::tuple(a0[63], a0[95]), std::tuple(uint8_t{0x87}, uint8_t{0x8B}));
+    // A2h bytes 56-75, Rx_PWR(4) .. Rx_PWR(0): the identity, Rx_PWR(1) = 1.0;
+    // bytes 24-25, Tx power high alarm: 17783 units = 1.7783 mW = 2.5 dBm.
+    EXPECT_EQ(std::tuple(get_float_from_reg(a2 + 56), get_float_from_reg(a2 + 68), get_float_from_reg(a2 + 72),
+                         a2[24] << 8 | a2[25], bits_of(fiber_dbm(17783.0f))),
+              std::tuple(0.0f, 1.0f, 0.0f, 17783, 0x402001B8u));
+    // SFF-8636 page 00h: byte 191 over 128-190, byte 223 over 192-222.
+    const std::vector<uint8_t> q = load_dump("qsfp28-100g-ir4-fs");
+    ASSERT_GE(q.size(), 256u);
+    const uint8_t *page00 = q.data() + 128;
+    EXPECT_EQ(std::tuple(get_check_code(page00, 63), get_check_code(page00 + 64, 31), page00[63], page00[95]),
+              std::tuple(uint8_t{0xFB}, uint8_t{0xBC}, uint8_t{0xFB}, uint8_t{0xBC}));
 }
 
 }  // namespace
