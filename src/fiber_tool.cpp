@@ -44,14 +44,10 @@ constexpr uint32_t saturate_u32(float v) {
     return static_cast<uint32_t>(v);
 }
 
-}  // namespace
-
-extern "C" {
-
-uint32_t tts(float v) {
+// Float to 16.16: the integer part, then four hexadecimal fraction digits.
+uint32_t to_fixed_by_digits(float v) {
     uint32_t i = saturate_u32(v);
     uint32_t r = i;
-    // Four hexadecimal fraction digits.
     for (int digit = 0; digit < 4; ++digit) {
         v = (v - static_cast<float>(i)) * 16.0f;
         i = saturate_u32(v);
@@ -60,7 +56,17 @@ uint32_t tts(float v) {
     return r;
 }
 
-int32_t fxln(uint32_t x) {
+// The same without the digit loop. Below 2^32 the integer part does not
+// saturate and each digit step is exact (v - i is the exact fraction, the
+// product by 16 a change of exponent), so the digits are the top 16
+// fraction bits and the result is v * 65536 truncated, modulo 2^32; the
+// product is exact in single precision. Negative values and NaN give 0.
+inline uint32_t to_fixed(float v) {
+    if (v >= 0.0f && v < 4294967296.0f) return static_cast<uint32_t>(static_cast<uint64_t>(v * 65536.0f));
+    return to_fixed_by_digits(v);
+}
+
+inline int32_t ln_fixed(uint32_t x) {
     uint32_t y;  // accumulator, two's complement modulo 2^32
     // Above 32768.0 the argument cannot be shifted into [2^30, 2^31]: halve
     // it (the dropped bit is below 2^-30 relative) and count one ln 2 more.
@@ -97,27 +103,31 @@ int32_t fxln(uint32_t x) {
     return static_cast<int32_t>(y);
 }
 
-float stt(int32_t x) {
-    // Fraction bits 15..0 weighted 2^-1..2^-16. Each product and partial
-    // sum is a power-of-two multiple exact in single precision, so the
-    // multiply-add is exact whether or not it is fused.
-    float f = 0.0f;
-    float w = 0.5f;
-    for (int b = 15; b >= 0; --b) {
-        const float bit = static_cast<float>((static_cast<uint32_t>(x) >> b) & 1u);
-        f = bit * w + f;
-        w = w * 0.5f;
-    }
-    return static_cast<float>(x >> 16) + f;  // integer part keeps its sign
-}
+// Signed 16.16 to float: x / 65536. Summing the fraction bits 2^-1..2^-16
+// one by one onto the signed integer part gives the exact quotient rounded
+// once to single precision; converting x (one rounding) and scaling by the
+// power of two 2^-16 (exact) gives that same rounding.
+inline float to_float(int32_t x) { return static_cast<float>(x) * (1.0f / 65536.0f); }
 
-float fiber_log(float v) { return stt(fxln(tts(v))) / kLn10; }
+// The library's own calls stay inside this file, clear of the exported
+// (interposable) names.
+inline float log10_fixed(float v) { return to_float(ln_fixed(to_fixed(v))) / kLn10; }
+
+}  // namespace
+
+extern "C" {
+
+uint32_t tts(float v) { return to_fixed(v); }
+int32_t fxln(uint32_t x) { return ln_fixed(x); }
+float stt(int32_t x) { return to_float(x); }
+
+float fiber_log(float v) { return log10_fixed(v); }
 
 float fiber_dbm(float v) {
     if (v <= 0.0f) return -40.0f;
     // A NaN fails both clamps and goes through the logarithm.
     if (v >= 65536.0f) return kDbmCeiling;
-    return (fiber_log(v) - 4.0f) * 10.0f;  // 10000 units = 1 mW
+    return (log10_fixed(v) - 4.0f) * 10.0f;  // 10000 units = 1 mW
 }
 
 float get_float_from_reg(const uint8_t *p) {
