@@ -66,6 +66,30 @@ inline uint32_t to_fixed(float v) {
     return to_fixed_by_digits(v);
 }
 
+// One multiplicative step of the logarithm: x += x >> k and y -= ln_step,
+// unless that sets bit 31 of x. Whether a step is taken follows the
+// argument's low bits, which a branch predictor cannot learn: on x86-64 the
+// step is made branch-free with conditional moves on the sign of the sum
+// (fiber_dbm was twice as slow as 10 * log10f with branches here).
+inline void multiply_step(uint32_t &x, uint32_t &y, unsigned k, uint32_t ln_step) {
+#if defined(__x86_64__) && defined(__GNUC__)
+    uint32_t t = x >> k;
+    const uint32_t y_taken = y - ln_step;
+    asm("add %[x], %[t]\n\t"
+        "cmovns %[t], %[x]\n\t"
+        "cmovns %[y_taken], %[y]"
+        : [x] "+r"(x), [t] "+r"(t), [y] "+r"(y)
+        : [y_taken] "r"(y_taken)
+        : "cc");
+#else
+    const uint32_t t = x + (x >> k);
+    if ((t & 0x80000000u) == 0) {
+        x = t;
+        y -= ln_step;
+    }
+#endif
+}
+
 inline int32_t ln_fixed(uint32_t x) {
     uint32_t y;  // accumulator, two's complement modulo 2^32
     // Above 32768.0 the argument cannot be shifted into [2^30, 2^31]: halve
@@ -87,13 +111,8 @@ inline int32_t ln_fixed(uint32_t x) {
         }
     }
     // Multiply x toward 2^31 by factors (1 + 2^-k) while it stays below.
-    for (unsigned k = 1; k <= 7; ++k) {
-        const uint32_t t = x + (x >> k);
-        if ((t & 0x80000000u) == 0) {
-            x = t;
-            y -= static_cast<uint32_t>(kLnOnePlus[k - 1]);
-        }
-    }
+#pragma GCC unroll 7
+    for (unsigned k = 1; k <= 7; ++k) multiply_step(x, y, k, static_cast<uint32_t>(kLnOnePlus[k - 1]));
     // Remaining factor 2^31 / x, taken linearly: ln(1 + e) ~ e. On the
     // halved path the start is one unit above 65536 * 16 ln 2 (726817.50)
     // and the tail is rounded to nearest rather than truncated, which
