@@ -1,11 +1,9 @@
 // XFP family (INF-8077i): identification, vendor, diagnostics and alarms.
-// Page 01h is indexed by its byte number (128-255), lower memory by 0-127.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "fiber_internal.h"
@@ -15,220 +13,140 @@ namespace {
 using bytes = std::vector<std::pair<unsigned, uint8_t>>;
 using ids = std::vector<int>;
 
+// One 128-byte page: upper page 01h by its byte numbers 128-255, lower memory by 0-127.
 struct page {
     uint8_t b[128] = {};
+    explicit page(const bytes &set = {}) { for (auto [n, v] : set) b[n % 128] = v; }
     uint8_t &operator[](unsigned n) { return b[n % 128]; }
-    explicit page(const bytes &set = {}) {
-        for (auto [n, v] : set) (*this)[n] = v;
-    }
     page &sealed() {  // CC_BASE (191) over bytes 128-190, CC_EXT (223) over 192-222
-        (*this)[191] = (*this)[223] = 0;
-        for (unsigned n = 128; n < 191; ++n) (*this)[191] = static_cast<uint8_t>((*this)[191] + (*this)[n]);
-        for (unsigned n = 192; n < 223; ++n) (*this)[223] = static_cast<uint8_t>((*this)[223] + (*this)[n]);
+        b[63] = b[95] = 0;
+        for (int i = 0; i < 63; ++i) b[63] += b[i];
+        for (int i = 64; i < 95; ++i) b[95] += b[i];
         return *this;
     }
 };
-page page01(const bytes &set = {}) {
-    page p({{128, 0x06}});
-    for (auto [n, v] : set) p[n] = v;
-    return p;
+page page01(bytes set = {}) { set.insert(set.begin(), {128, 0x06}); return page(set); }  // identifier 06h: XFP
+// A record through the entry point (page 01h first, lower memory as page 00h), from a filled one.
+template <class R>
+R entry(void (*decode)(fiber_module_kind, const uint8_t *, const fiber_pages_t, R *, uint8_t), const page &p01,
+        const page &lower) {
+    const fiber_pages_t pages = {lower.b};
+    R r;
+    std::memset(&r, 0x5A, sizeof r);
+    decode(FIBER_KIND_XFP, p01.b, pages, &r, 0);
+    return r;
+}
+ids ids_of(const fiber_alarm_info_t &info) {
+    ids out;
+    for (int id = 0; id < 256; ++id) if (info.alarm_bits[id / 32] >> (id % 32) & 1u) out.push_back(id);
+    return out;
 }
 
-fiber_normal_info_t identify(const bytes &set) {
-    page p = page01(set);
-    fiber_normal_info_t info{};
-    fiber_decode_xfp_normal(p.b, &info);
-    return info;
-}
-
-struct id_case {
-    bytes set;
-    const char *name;
-    uint32_t type, rate, connector_class;
-};
+// Type by the longest length in metres (byte 142 km, 143 2 m, 144-146 m), copper by connector 21h.
+struct id_case { bytes set; const char *name; uint32_t type, rate, connector_class; };
 const id_case kIdCases[] = {
-    {{{130, 0x07}, {142, 10}}, "10GBASE-LR-XFP", 21, 10000, 2},
-    {{{130, 0x07}, {143, 150}}, "10GBASE-SR-XFP", 20, 10000, 2},
-    {{{130, 0x07}}, "10GBASE-SR-XFP", 20, 10000, 2},
-    {{{143, 255}, {144, 255}}, "10GBASE-SR-XFP", 20, 10000, 2},  // 510 m: longest without byte 142
-    {{{130, 0x07}, {142, 1}}, "Unknown XFP module", 0, 0, 0},    // 1000 m lies in the gap
+    {{{130, 0x07}, {143, 150}}, "10GBASE-SR-XFP", 20, 10000, 2},  {{{130, 0x07}}, "10GBASE-SR-XFP", 20, 10000, 2},
+    {{{143, 255}, {144, 255}}, "10GBASE-SR-XFP", 20, 10000, 2},    // 510 m, the longest without byte 142
+    {{{130, 0x07}, {142, 1}}, "Unknown XFP module", 0, 0, 0},      // 1000 m lies in the 600-1000 m gap
     {{{142, 2}}, "10GBASE-LR-XFP", 21, 10000, 2},
-    {{{142, 15}}, "10GBASE-LR-XFP", 21, 10000, 2},
-    {{{142, 16}}, "10GBASE-ER-XFP", 22, 10000, 2},
-    {{{142, 40}, {143, 40}}, "10GBASE-ER-XFP", 22, 10000, 2},
-    {{{142, 45}}, "10GBASE-ER-XFP", 22, 10000, 2},
-    {{{142, 46}}, "10GBASE-ZR-XFP", 23, 10000, 2},
-    {{{142, 120}}, "10GBASE-ZR-XFP", 23, 10000, 2},
-    {{{142, 121}}, "Unknown XFP module", 0, 0, 0},
+    {{{142, 15}}, "10GBASE-LR-XFP", 21, 10000, 2},                 {{{142, 16}}, "10GBASE-ER-XFP", 22, 10000, 2},
+    {{{142, 45}}, "10GBASE-ER-XFP", 22, 10000, 2},                 {{{142, 46}}, "10GBASE-ZR-XFP", 23, 10000, 2},
+    {{{142, 120}}, "10GBASE-ZR-XFP", 23, 10000, 2},                {{{142, 121}}, "Unknown XFP module", 0, 0, 0},
     {{{130, 0x21}, {146, 3}}, "10GBASE-Copper-XFP", 19, 10000, 3},
-    {{{130, 0x21}, {142, 1}}, "10GBASE-Copper-XFP", 19, 10000, 3},  // connector wins over the gap
+    {{{130, 0x21}, {142, 1}}, "10GBASE-Copper-XFP", 19, 10000, 3},  // the connector wins over the gap
 };
 
 TEST(XfpIdentify, TypeByLengthAndConnector) {
-    for (std::size_t i = 0; i < std::size(kIdCases); ++i) {
-        const id_case &c = kIdCases[i];
-        const fiber_normal_info_t n = identify(c.set);
+    for (const id_case &c : kIdCases) {
+        const auto n = entry(fiber_decode_normal, page01(c.set), page());
         EXPECT_EQ(std::tuple(std::string(n.type_name), std::string(n.display_name), n.trans_type, n.rate_mbps,
                              n.connector_class, n.is_copper, n.name_prefix, n.is_xfp, n.ddm_supported, n.is_sfp),
                   std::tuple(c.name, c.name, c.type, c.rate, c.connector_class, uint8_t(c.type == 19), nullptr,
                              uint8_t{1}, uint8_t{1}, uint8_t{0}))
-            << "row " << i;
+            << "row " << &c - kIdCases;
     }
 }
 
-TEST(XfpIdentify, LengthsWavelengthSerialConnector) {
-    page p = page01({{130, 0x07}, {143, 150}, {144, 82}, {145, 33}, {146, 5}, {186, 0x79}, {187, 0xF0}});
-    std::memcpy(&p[196], "XFP-SN-1        ", 16);
-    fiber_normal_info_t n{};
-    fiber_decode_xfp_normal(p.b, &n);
+TEST(XfpIdentify, LengthsAndWavelength) {  // the entry point clears the record first
+    const page p01 = page01({{143, 150}, {144, 82}, {145, 33}, {146, 5}, {186, 0x79}, {187, 0xF0}});
+    const auto n = entry(fiber_decode_normal, p01, page());
+    const auto smf = entry(fiber_decode_normal, page01({{142, 40}, {143, 40}}), page());  // OM3 only without single-mode
     EXPECT_EQ(std::tuple(n.length_smf_km, n.length_om3_m, n.length_om2_m, n.length_om1_m, n.length_copper_m,
-                         n.length_om4_m, std::string(n.serial_number), std::string(n.connector_name)),
-              std::tuple(0u, 300u, 82u, 33u, 5u, 0u, "XFP-SN-1        ", "LC"));
-    EXPECT_FLOAT_EQ(n.wavelength_nm, 1560.8f);
-    n = identify({{142, 40}, {143, 40}});  // OM3 only without a single-mode length
-    EXPECT_EQ(std::tuple(n.length_smf_km, n.length_om3_m, n.wavelength_nm), std::tuple(40u, 0u, 0.0f));
+                         n.length_om4_m, n.wavelength_nm, smf.length_smf_km, smf.length_om3_m, smf.wavelength_nm),
+              std::tuple(0u, 300u, 82u, 33u, 5u, 0u, 1560.8f, 40u, 0u, 0.0f));  // wavelength in 0.05 nm
 }
 
-TEST(XfpIdentify, RejectedIdentifierAndEntryPoint) {
-    for (uint8_t id : {0x00, 0x03, 0x05, 0x07, 0x0D}) {
-        page p = page01({{128, id}, {142, 10}});
-        fiber_normal_info_t info, expected;
-        std::memset(&info, 0, sizeof info);
-        std::memset(&expected, 0, sizeof expected);
-        expected.unsupported = 1;
-        fiber_decode_xfp_normal(p.b, &info);
-        EXPECT_EQ(std::memcmp(&info, &expected, sizeof info), 0) << int(id);
-    }
-    fiber_pages_t pages{};
-    fiber_normal_info_t info;
-    std::memset(&info, 0x5A, sizeof info);
-    fiber_decode_normal(FIBER_KIND_XFP, page01({{142, 10}}).b, pages, &info, 0);
-    EXPECT_EQ(std::pair(std::string(info.display_name), info.length_om1_m), std::pair(std::string("10GBASE-LR-XFP"), 0u));
+TEST(XfpFields, FromTheirOffsets) {
+    page p = page01();
+    for (unsigned n = 129; n < 256; ++n) p[n] = static_cast<uint8_t>(n == 139 ? 0x80 : n);  // encoding 80h
+    const auto v = entry(fiber_decode_vendor, p, page());
+    const auto i = entry(fiber_decode_normal, p, page());
+    auto at = [&](unsigned n, unsigned len) { return std::string(&p[n], &p[n] + len); };
+    EXPECT_EQ(std::tuple(std::string(v.vendor_name), std::string(v.vendor_oui, v.vendor_oui + 3), std::string(v.vendor_pn),
+                         std::string(v.vendor_rev), std::string(v.date_code), std::string(v.encoding),
+                         std::string(i.serial_number)),
+              std::tuple(at(148, 16), at(165, 3), at(168, 16), at(184, 2), at(212, 8), "64B/66B", at(196, 16)));
 }
 
-TEST(XfpVendor, FieldsFromTheirOffsets) {
-    page p;
-    for (unsigned n = 129; n < 256; ++n) p[n] = static_cast<uint8_t>(n);
-    p[128] = 0x06;
-    const std::pair<uint8_t, const char *> encodings[] = {{0x30, "NRZ"}, {0x18, "RZ"}, {0xC0, "8B10B"}, {0x07, "Reserved"}};
-    for (auto [code, name] : encodings) {
-        p[139] = code;
-        fiber_vendor_info_t v{};
-        fiber_decode_xfp_vendor(p.b, &v);
-        EXPECT_STREQ(v.encoding, name);
-        EXPECT_EQ(std::string(v.vendor_name), std::string(&p[148], &p[148] + 16));
-        EXPECT_EQ(std::vector<uint8_t>(v.vendor_oui, v.vendor_oui + 3), std::vector<uint8_t>(&p[165], &p[165] + 3));
-        EXPECT_EQ(std::string(v.vendor_pn), std::string(&p[168], &p[168] + 16));
-        EXPECT_EQ(std::string(v.vendor_rev), std::string(&p[184], &p[184] + 2));  // two bytes only
-        EXPECT_EQ(std::string(v.date_code), std::string(&p[212], &p[212] + 8));
+TEST(XfpEntryPoints, OtherIdentifiersReportOnlyUnsupported) {
+    const page lower({{96, 0x19}, {80, 0xFF}});
+    auto only_unsupported = [&](auto decode, const page &p01) {  // the record ends all zero but unsupported
+        auto got = entry(decode, p01, lower), want = got;
+        std::memset(&want, 0, sizeof want);
+        want.unsupported = 1;
+        return std::memcmp(&got, &want, sizeof got) == 0;
+    };
+    for (uint8_t id : {0x00, 0x03, 0x05, 0x07, 0x0D}) {  // byte 191 also a wrong check code
+        const page p01 = page01({{128, id}, {142, 10}, {148, 'V'}, {191, 0x55}});
+        EXPECT_TRUE(only_unsupported(fiber_decode_normal, p01) && only_unsupported(fiber_decode_vendor, p01) &&
+                    only_unsupported(fiber_decode_diag, p01) && only_unsupported(fiber_decode_alarm, p01)) << int(id);
     }
 }
 
-TEST(XfpVendor, RejectionAndEntryPoint) {
-    page p = page01({{148, 'V'}, {139, 0x80}, {128, 0x03}});
-    page lower;
-    fiber_pages_t pages{};
-    fiber_vendor_info_t info, expected;
-    std::memset(&expected, 0, sizeof expected);
-    expected.unsupported = 1;
-    fiber_decode_vendor(FIBER_KIND_XFP, p.b, pages, &info, 0);
-    EXPECT_EQ(std::memcmp(&info, &expected, sizeof info), 0);
-    pages[0] = lower.b;
-    testing::internal::CaptureStdout();
-    fiber_decode_vendor(FIBER_KIND_XFP, nullptr, pages, &info, 1);  // no page 01h: nothing decoded
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(std::pair(out.find("page00 lower") != out.npos, out.find("page00 upper  eeprom") != out.npos),
-              std::pair(false, true));
-    expected.unsupported = 0;
-    EXPECT_EQ(std::memcmp(&info, &expected, sizeof info), 0);
-    p[128] = 0x06;
-    fiber_decode_vendor(FIBER_KIND_XFP, p.b, pages, &info, 0);
-    EXPECT_EQ(std::pair(std::string(info.vendor_name), std::string(info.encoding)), std::pair(std::string("V"), std::string("64B/66B")));
-}
-
-// INF-8077i lower memory flags: {byte, bit, alarm id}; ids below 192 are also
-// diagnostics flags (monitor bit k, Rx power bit k - 64, Tx power bit k - 128).
+// INF-8077i lower memory flags {byte, bit, alarm id}; alarm id k is monitor_flags bit k,
+// rx_power_flags bit k - 64 or tx_power_flags bit k - 128 (none from 192).
 const int kXfpFlags[][3] = {
     {80, 7, 1},   {80, 6, 0},   {80, 3, 9},   {80, 2, 8},   {80, 1, 137}, {80, 0, 136}, {81, 7, 73},
     {81, 6, 72},  {81, 5, 5},   {81, 4, 4},   {82, 7, 3},   {82, 6, 2},   {82, 3, 11},  {82, 2, 10},
     {82, 1, 139}, {82, 0, 138}, {83, 7, 75},  {83, 6, 74},  {83, 5, 7},   {83, 4, 6},   {84, 6, 232},
     {84, 5, 251}, {84, 4, 250}, {84, 3, 200}, {84, 2, 252}, {84, 1, 249},
 };
-
-ids ids_of(const fiber_alarm_info_t &info) {
-    ids out;
-    for (int id = 0; id < 256; ++id)
-        if (info.alarm_bits[id / 32] >> (id % 32) & 1u) out.push_back(id);
-    return out;
-}
+uint64_t flag(int id, int base) { return id >= base && id < base + 64 ? uint64_t{1} << (id - base) : 0; }
 
 TEST(XfpFlags, EveryBitToOneFlagAndOneId) {
-    page id = page01().sealed();
-    for (unsigned byte = 79; byte <= 85; ++byte) {
-        for (unsigned bit = 0; bit < 8; ++bit) {
-            int expected = -1;
-            for (auto &f : kXfpFlags)
-                if (f[0] == int(byte) && f[1] == int(bit)) expected = f[2];
-            const uint64_t one = 1;
-            const auto flags = expected < 0 || expected >= 192 ? std::tuple(uint64_t{0}, uint64_t{0}, uint64_t{0})
-                               : std::tuple(expected < 64 ? one << expected : 0,
-                                            expected >= 64 && expected < 128 ? one << (expected - 64) : 0,
-                                            expected >= 128 ? one << (expected - 128) : 0);
-            page lower({{byte, uint8_t(1u << bit)}});
-            fiber_diag_info_t d{};
-            fiber_decode_xfp_diag(id.b, lower.b, &d);
-            EXPECT_EQ(std::tuple(d.monitor_flags, d.rx_power_flags, d.tx_power_flags), flags) << byte << "." << bit;
-            fiber_alarm_info_t a{};
-            fiber_decode_xfp_alarm(id.b, lower.b, &a);
-            EXPECT_EQ(ids_of(a), expected < 0 ? ids{} : ids{expected}) << byte << "." << bit;
-        }
+    const page id = page01().sealed();
+    for (unsigned byte = 79; byte <= 85; ++byte) for (unsigned bit = 0; bit < 8; ++bit) {
+        int k = -1;
+        for (auto &f : kXfpFlags) k = f[0] == int(byte) && f[1] == int(bit) ? f[2] : k;
+        const page lower({{byte, uint8_t(1u << bit)}});
+        const auto d = entry(fiber_decode_diag, id, lower);
+        const auto a = entry(fiber_decode_alarm, id, lower);
+        EXPECT_EQ(std::tuple(d.monitor_flags, d.rx_power_flags, d.tx_power_flags, ids_of(a), a.alarm_id_count, a.ddm_supported),
+                  std::tuple(flag(k, 0), flag(k, 64), flag(k, 128), k < 0 ? ids{} : ids{k}, 255u, uint8_t{1}))
+            << byte << "." << bit;
     }
 }
 
 TEST(XfpDiag, Measurements) {
     page lower({{96, 0x00}, {97, 0x80}, {100, 0x0B}, {101, 0xB8}, {102, 0x27}, {103, 0x10}, {106, 0x80}, {107, 0xE8}});
-    fiber_diag_info_t d{};
-    fiber_decode_xfp_diag(page01({{220, 0x08}}).b, lower.b, &d);
-    EXPECT_EQ(std::tuple(d.temperature, d.tx_bias[0], d.rx_power[0], d.voltage, d.rx_power_type, d.ddm_supported,
-                         d.module_type, d.thresholds_valid, d.tx_bias[1]),
-              std::tuple(1, 3000, -40.0f, 33000, uint8_t{1}, uint8_t{1}, uint32_t{FIBER_DIAG_XFP}, uint8_t{0}, 0));
-    EXPECT_NEAR(d.tx_power[0], 0.0f, 1e-4);
+    auto d = entry(fiber_decode_diag, page01({{220, 0x08}}), lower);
+    EXPECT_EQ(std::tuple(d.temperature, d.tx_bias[0], d.tx_power[0], d.rx_power[0], d.voltage, d.rx_power_type,
+                         d.ddm_supported, d.module_type, d.thresholds_valid, d.tx_bias[1]),
+              std::tuple(1, 3000, fiber_dbm(10000), -40.0f, 33000, uint8_t{1}, uint8_t{1}, uint32_t{FIBER_DIAG_XFP},
+                         uint8_t{0}, 0));
     lower[96] = 0xFF;  // -0.5 degC
-    fiber_diag_info_t neg{};
-    fiber_decode_xfp_diag(page01().b, lower.b, &neg);
-    EXPECT_EQ(std::pair(neg.temperature, neg.rx_power_type), std::pair(-1, uint8_t{0}));
+    d = entry(fiber_decode_diag, page01(), lower);
+    EXPECT_EQ(std::pair(d.temperature, d.rx_power_type), std::pair(-1, uint8_t{0}));
 }
 
-TEST(XfpDiag, RejectionAndEntryPoint) {
-    page lower({{96, 0x19}});
-    fiber_diag_info_t d{};
-    fiber_decode_xfp_diag(page01({{128, 0x03}}).b, lower.b, &d);
-    EXPECT_EQ(std::tuple(d.unsupported, d.module_type, d.temperature), std::tuple(uint8_t{1}, 0u, 0));
-    fiber_pages_t pages{};
-    pages[0] = lower.b;
-    fiber_decode_diag(FIBER_KIND_XFP, page01().b, pages, &d, 0);  // page 01h first, lower memory as slot 0
-    EXPECT_EQ(std::pair(d.unsupported, d.temperature), std::pair(uint8_t{0}, 25));
-}
-
-TEST(XfpAlarm, CheckCodesAndRejection) {
-    page id = page01({{148, 'V'}, {200, 'S'}}).sealed();
-    page lower({{84, 0x81}});  // bits 7 and 0 are not mapped
-    fiber_alarm_info_t a{};
-    fiber_decode_xfp_alarm(id.b, lower.b, &a);
-    EXPECT_EQ(std::tuple(ids_of(a), a.alarm_id_count, a.ddm_supported), std::tuple(ids{}, 255u, uint8_t{1}));
-    lower[84] = 0x7E;
-    for (unsigned n : {191u, 223u, 148u, 200u}) {
+TEST(XfpAlarm, CheckCodes) {
+    const page id = page01({{148, 'V'}, {200, 'S'}}).sealed(), lower({{80, 0x80}});
+    EXPECT_EQ(ids_of(entry(fiber_decode_alarm, id, lower)), ids{1});
+    for (unsigned n : {129u, 190u, 191u, 192u, 222u, 223u}) {
         page bad = id;
         ++bad[n];
-        fiber_alarm_info_t b{};
-        fiber_decode_xfp_alarm(bad.b, lower.b, &b);
-        EXPECT_EQ(ids_of(b), (ids{200, 232, 248, 249, 250, 251, 252})) << n;
+        EXPECT_EQ(ids_of(entry(fiber_decode_alarm, bad, lower)), (ids{1, 248})) << n;  // flags still translated
     }
-    id[128] = 0x03;
-    ++id[191];
-    fiber_alarm_info_t r{};
-    fiber_decode_xfp_alarm(id.b, lower.b, &r);
-    EXPECT_EQ(std::tuple(r.unsupported, r.alarm_id_count, ids_of(r)), std::tuple(uint8_t{1}, 0u, ids{}));
 }
 
 }  // namespace
