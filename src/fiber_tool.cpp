@@ -60,9 +60,10 @@ uint32_t to_fixed_by_digits(float v) {
 // saturate and each digit step is exact (v - i is the exact fraction, the
 // product by 16 a change of exponent), so the digits are the top 16
 // fraction bits and the result is v * 65536 truncated, modulo 2^32; the
-// product is exact in single precision. Negative values and NaN give 0.
+// product is exact in single precision and below 2^48. Negative values and
+// NaN give 0.
 inline uint32_t to_fixed(float v) {
-    if (v >= 0.0f && v < 4294967296.0f) return static_cast<uint32_t>(static_cast<uint64_t>(v * 65536.0f));
+    if (v >= 0.0f && v < 4294967296.0f) return static_cast<uint32_t>(static_cast<int64_t>(v * 65536.0f));
     return to_fixed_by_digits(v);
 }
 
@@ -129,8 +130,12 @@ inline int32_t ln_fixed(uint32_t x) {
 inline float to_float(int32_t x) { return static_cast<float>(x) * (1.0f / 65536.0f); }
 
 // The library's own calls stay inside this file, clear of the exported
-// (interposable) names.
-inline float log10_fixed(float v) { return to_float(ln_fixed(to_fixed(v))) / kLn10; }
+// (interposable) names. stt(y) / ln 10 is taken as y / (65536 ln 10): the
+// scaling by 2^-16 is exact on either side of the division, so the one
+// rounding of the quotient is the same.
+inline float log10_fixed(float v) {
+    return static_cast<float>(ln_fixed(to_fixed(v))) / (kLn10 * 65536.0f);
+}
 
 }  // namespace
 
