@@ -151,7 +151,10 @@ float fiber_dbm(float v) {
     if (v <= 0.0f) return -40.0f;
     // A NaN fails both clamps and goes through the logarithm.
     if (v >= 65536.0f) return kDbmCeiling;
-    return (log10_fixed(v) - 4.0f) * 10.0f;  // 10000 units = 1 mW
+    // Here 0 < v < 65536, where tts is v * 65536 truncated, or v is NaN,
+    // which tts turns into 0.
+    const uint32_t x = v == v ? static_cast<uint32_t>(static_cast<int64_t>(v * 65536.0f)) : 0u;
+    return (static_cast<float>(ln_fixed(x)) / (kLn10 * 65536.0f) - 4.0f) * 10.0f;  // 10000 units = 1 mW
 }
 
 float get_float_from_reg(const uint8_t *p) {
