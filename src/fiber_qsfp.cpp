@@ -33,7 +33,7 @@ constexpr uint8_t kConnMpo2x16 = 0x28;
 // Encoding (page 00h byte 139).
 constexpr uint8_t kEncodingPam4 = 0x08;
 
-// Extended specification compliance codes (page 00h byte 192).
+// Extended compliance codes (SFF-8024, page 00h byte 192).
 constexpr uint8_t kXUnspecified = 0x00;
 constexpr uint8_t kX100gSr4 = 0x02;
 constexpr uint8_t kX100gLr4 = 0x03;
