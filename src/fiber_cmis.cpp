@@ -36,7 +36,7 @@ constexpr uint8_t kConnLc = 0x07;
 constexpr uint8_t kConnMpo1x12 = 0x0C;
 constexpr uint8_t kConnCopperPigtail = 0x21;
 constexpr uint8_t kConnNoSeparable = 0x23;
-constexpr uint8_t kConnMpo2x16 = 0x28;
+constexpr uint8_t kConnMpo1x16 = 0x28;  // 28h is MPO 1x16 (27h is MPO 2x12)
 
 // Lower page byte 1, CMIS revision (major nibble, minor nibble).
 constexpr uint8_t kRevision3 = 0x30;
@@ -59,7 +59,7 @@ struct media_rule {
 };
 
 constexpr media_rule kQsfpDdRules[] = {
-    {kMediaMmf, 0x10, kConnMpo2x16, 80, 0, 0},  // 400GBASE-SR8
+    {kMediaMmf, 0x10, kConnMpo1x16, 80, 0, 0},  // 400GBASE-SR8
     {kMediaSmf, 0x1C, kConnMpo1x12, 81, 0, 0},  // 400GBASE-DR4
     {kMediaSmf, 0x1D, kConnLc, 82, 0, 0},       // 400GBASE-FR4
     {kMediaSmf, 0x1B, kConnLc, 85, 0, 0},       // 400GBASE-LR8
@@ -73,10 +73,10 @@ constexpr media_rule kQsfp56Rules[] = {
 };
 
 constexpr media_rule kEightLaneRules[] = {
-    {kMediaSmf, 0x04, kConnLc, 100, 0, 1},
-    {kMediaSmf, 0x00, kConnLc, 101, 0, 1},
-    {kMediaSmf, 0x02, kConnLc, 120, 0, 1},
-    {kMediaBaseT, 0xBF, kConnLc, 102, 1, 1},
+    {kMediaSmf, 0x04, kConnLc, 100, 0, 1},    // 10GBASE-LR8-SFX
+    {kMediaSmf, 0x00, kConnLc, 101, 0, 1},    // 1000BASE-LX8-SFG
+    {kMediaSmf, 0x02, kConnLc, 120, 0, 1},    // 2500BASE-LX8-SFM
+    {kMediaBaseT, 0xBF, kConnLc, 102, 1, 1},  // 10G-copper8-SFX
 };
 
 // Passive copper and active cable rules of a group. The passive copper type

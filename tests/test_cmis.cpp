@@ -91,9 +91,12 @@ const id_case kIdCases[] = {
     {0x1E, 0, 0x03, 0, 0x23, 0x01, 0},  // QSFP56: no cable rules
     {0x1B, 0, 0x03, 0, 0x23, 0x01, 89}, {0x1B, 0, 0x03, 0, 0x23, 0x02, 90}, {0x1B, 0, 0x03, 0, 0x23, 0x00, 92},
     {0x1B, 0, 0x04, 0, 0x23, 0x01, 91}, {0x1B, 0, 0x03, 0, 0x21, 0x01, 0},  {0x1B, 0, 0x02, 0x1D, 0x23, 0, 0},  // K 23h
+    {0x1B, 0, 0x04, 0, 0x23, 0xF0, 0},  {0x1B, 0, 0x03, 0, 0x23, 0x04, 0},   // empty nibble; n = 16
     {0x00, 0x0A, 0x02, 0x04, 0x07, 0, 100, 0, 1}, {0x0D, 0x0A, 0x02, 0x00, 0x07, 0, 101, 0, 1},
     {0x00, 0x0A, 0x02, 0x02, 0x07, 0, 120, 0, 1}, {0x00, 0x0A, 0x05, 0xBF, 0x07, 0, 102, 1, 1},
     {0x00, 0x0A, 0x02, 0x04, 0x0C, 0, 0}, {0x00, 0x0A, 0x01, 0x04, 0x07, 0, 0}, {0x19, 0x19, 0x02, 0x1D, 0x07, 0, 0},
+    {0x00, 0x0A, 0x05, 0xBF, 0x23, 0, 0}, {0x00, 0x0A, 0x02, 0x1D, 0x07, 0, 0},  // QSFP-DD rules are not eight-lane
+    {0x00, 0x0A, 0x03, 0, 0x23, 0x01, 0},
 };
 const id_case &kFr4 = kIdCases[2], &kZr = kIdCases[4], &kUnclassified = kIdCases[9];
 
@@ -506,15 +509,54 @@ real_module decoded(const char *entry, std::initializer_list<unsigned> present) 
     return r;
 }
 
-TEST(CmisRealModule, FitHonTengPassiveCopper) {
-    const real_module r = decoded("qsfpdd-400g-dac-fit-cu4ep54", {0x00});
-    const fiber_normal_info_t i = identify(r.m);  // CMIS 3.0; M = 03h, K = 23h, byte 202 = 41h: n = 1
-    EXPECT_EQ(make_tuple(+fiber_get_cmis_ver_id(r.m.lower), i.trans_type, str(i.connector_name), S(i.serial_number),
-                         +i.ddm_supported, bytes_of(r.n)),  // no page 01h: the entry point leaves the record zero
-              make_tuple(0x30, 83u, S("No separable connector"), S("N010Z8350100030 "), 0,
-                         std::vector<uint8_t>(sizeof r.n, 0)));
-    EXPECT_EQ(vendor_fields(r.v), make_tuple(0, S("FIT HON TENG    ", 17), S("\xEC\x01\xE2"), S("CU4EP54-01000-EF", 17),
-                                             S("A0\0", 3), S("180827  ", 9), S(), S()));
+TEST(CmisRealModule, PublishedQsfpDdDumps) {
+    // Lower page and page 00h as their owners published them; pages 01h and
+    // 11h read as zero. The DR4 module states an SN connector (page 00h byte
+    // 203 = 26h) and the Cisco cable none at all (00h), so neither is classified.
+    struct {
+        const char *entry;
+        uint8_t revision;  // lower byte 1
+        uint32_t type;     // 1: rejected
+        S name, connector, serial, vendor, oui, pn, rev, date, firmware;
+        int32_t degrees, voltage;
+        uint32_t lanes;  // lower byte 88 bits 3-0
+        float watts;     // page 00h byte 201 x 0.25 W
+        const char *state;
+    } const rows[] = {
+        {"qsfpdd-400g-dac-fit-cu4ep54", 0x30, 83, "400GBASE-Passive Copper-QSFP-DD", "No separable connector",
+         "N010Z8350100030 ", "FIT HON TENG    ", "\xEC\x01\xE2", "CU4EP54-01000-EF", "A0", "180827  ", "0.0", 0, 0,
+         8, 0.25f, "Unknown or unspecified"},  // M = 03h, K = 23h, byte 202 = 41h: n = 1
+        {"qsfpdd-400g-dr4-avago-afct93drphz", 0x40, 1, "Unknown QSFPDD module", "(null)", "", "AVAGO           ",
+         S("\0\x17\x6A", 3), "AFCT-93DRPHZ-AZ2", "01", "201007  ", "80.24", 31, 0x8103, 4, 12.0f, "ModuleReady"},
+        {"qsfpdd-dac-cisco-68-103205-02", 0x40, 1, "Unknown QSFPDD module", "(null)", "", "CISCO           ",
+         S("\0\x06\xF6", 3), "68-103205-02    ", "2 ", "221018  ", "1.0", 23, 0x8200, 0, 30.0f, "ModuleReady"},
+    };
+    for (const auto &row : rows) {
+        const real_module r = decoded(row.entry, {0x00});
+        const fiber_normal_info_t i = identify(r.m);
+        const fiber_diag_info_t d = diagnose(r.m, false);
+        fiber_vendor_info_t v{};
+        fiber_decode_cmis_vendor(r.m.p00, r.m.lower, r.m.p01, &v);
+        const S z(1, '\0');
+        EXPECT_EQ(make_tuple(+fiber_is_cmis(r.m.lower), +fiber_get_cmis_ver_id(r.m.lower), i.trans_type,
+                             +i.unsupported, str(i.type_name), str(i.connector_name), S(i.serial_number)),
+                  make_tuple(1, +row.revision, row.type, int(row.type == 1), row.name, row.connector, row.serial))
+            << row.entry;
+        EXPECT_EQ(vendor_fields(v), make_tuple(0, row.vendor + z, row.oui, row.pn + z, row.rev + z, row.date + z,
+                                               row.firmware, S("0.0")))
+            << row.entry;
+        EXPECT_EQ(make_tuple(d.temperature, d.voltage, d.media_lane_count, d.max_power,
+                             str(coremgmt_of(r.m).module_state)),
+                  make_tuple(row.degrees, row.voltage, row.lanes, row.watts, S(row.state)))
+            << row.entry;
+        // Through the entry points, without pages 01h and 11h: no identification or diagnostics, and
+        // vendor fields without the revisions.
+        const std::vector<uint8_t> zero_n(sizeof r.n, 0), zero_d(sizeof r.d, 0);
+        EXPECT_EQ(make_tuple(bytes_of(r.n), bytes_of(r.d), S(r.v.vendor_pn), S(r.v.firmware_version),
+                             S(r.v.hardware_version)),
+                  make_tuple(zero_n, zero_d, row.pn, S(), S()))
+            << row.entry;
+    }
 }
 
 TEST(CmisRealModule, SyntheticLr4AllPages) {
