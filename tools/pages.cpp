@@ -1,7 +1,9 @@
 // Page mapping and the calls into the library for one module image.
 #include "pages.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 namespace fdtool {
 
@@ -10,6 +12,8 @@ namespace {
 constexpr std::size_t kSfpA2 = 256;        // SFF-8472 A2h in the raw image
 constexpr unsigned kSfpDiagType = 92;      // SFF-8472 A0h byte 92
 constexpr std::size_t kLargestEntry = 512; // CMIS 20h-23h and 2Ch entries
+constexpr unsigned kCmisMemoryModel = 2;    // CMIS lower page byte 2
+constexpr uint8_t kCmisFlatMemory = 0x80;   // bit 7: flat memory, no upper pages but 00h
 // Pages the library consults, by family.
 constexpr unsigned kQsfpPages[] = {0x00, 0x01, 0x02, 0x03};
 constexpr unsigned kCmisPages[] = {0x00, 0x01, 0x02, 0x11, 0x12, 0x20, 0x21, 0x22, 0x23, 0x2C};
@@ -23,6 +27,14 @@ std::string page_name(unsigned page) {
 std::string decoder_rejected(module_family family) {
     return std::string("the ") + family_title(family) + " decoder does not recognise this module";
 }
+
+// The identifier was accepted (the vendor record was decoded) but no
+// transceiver type of the library's type map matches the module.
+std::string no_type(module_family family) {
+    return std::string("the ") + family_title(family) + " decoder finds no transceiver type for this module";
+}
+
+const uint8_t kZeroPage[kPage] = {};
 
 }  // namespace
 
@@ -58,9 +70,13 @@ page_plan plan_pages(module_family family, const module_image &image) {
         }
         break;
     case module_family::xfp: {
-        // The serial ID table (page 01h) follows the lower memory in a raw
-        // image; in a flat paged file page 00h comes first.
-        bool flat = plan.size >= 3 * kPage && base[2 * kPage] == 0x06 && base[kPage] != 0x06;
+        // INF-8077i: the serial ID table (page 01h, identifier 06h at its
+        // byte 128) follows the lower memory in a raw image; an optoe file
+        // puts upper page N at 128 (N + 1), so page 00h comes first. A raw
+        // image longer than 256 bytes is taken as flat when page 01h's
+        // identifier is found there and not at byte 128.
+        bool flat = plan.size >= 3 * kPage &&
+                    (image.format == input_format::optoe || (base[2 * kPage] == 0x06 && base[kPage] != 0x06));
         plan.lower = base + (flat ? 2 * kPage : kPage);
         plan.pages[0] = base;
         plan.present = {"lower", "01h"};
@@ -94,9 +110,9 @@ decoded_module decode_module(const page_plan &plan) {
     const uint8_t *lower = plan.lower;
     const auto &pages = plan.pages;
 
-    auto identification = [&] {
+    auto identification = [&](const fiber_pages_t &with) {
         fiber_normal_info_t n;
-        fiber_decode_normal(kind, lower, pages, &n, 0);
+        fiber_decode_normal(kind, lower, with, &n, 0);
         d.normal = n;
     };
     auto vendor = [&] {
@@ -115,7 +131,7 @@ decoded_module decode_module(const page_plan &plan) {
 
     switch (plan.family) {
     case module_family::sfp:
-        identification();
+        identification(pages);
         vendor();
         if (plan.has(0)) {
             diagnostics_and_alarms();
@@ -124,19 +140,30 @@ decoded_module decode_module(const page_plan &plan) {
         }
         break;
     case module_family::xfp:
-        identification();
+        identification(pages);
         vendor();
         diagnostics_and_alarms();
         break;
     case module_family::qsfp:
-        identification();
+        identification(pages);
         vendor();
         diagnostics_and_alarms();
         if (!plan.has(3)) d.notes.push_back("page 03h is not in the image: no thresholds");
         break;
-    case module_family::cmis:
+    case module_family::cmis: {
+        // A flat-memory module (passive copper cables, for example) has no
+        // upper page but 00h: it advertises nothing in page 01h, which reads
+        // as zeros, and has no lane monitors or data-path states to show.
+        const bool flat = !plan.has(1) && (lower[kCmisMemoryModel] & kCmisFlatMemory);
         if (plan.has(1)) {
-            identification();
+            identification(pages);
+        } else if (flat) {
+            fiber_pages_t with_zero_01h{};
+            std::copy(std::begin(pages), std::end(pages), std::begin(with_zero_01h));
+            with_zero_01h[1] = kZeroPage;
+            identification(with_zero_01h);
+            d.notes.push_back("flat-memory module (lower page byte 2 bit 7): no upper pages but 00h; "
+                              "identified with page 01h as zeros, no diagnostics, alarms or module state");
         } else {
             d.notes.push_back("identification needs page 01h, which the image does not hold");
         }
@@ -144,24 +171,27 @@ decoded_module decode_module(const page_plan &plan) {
         if (plan.has(1) && plan.has(0x11)) {
             diagnostics_and_alarms();
             if (!plan.has(2)) d.notes.push_back("page 02h is not in the image: no thresholds");
-        } else {
+        } else if (!flat) {
             d.notes.push_back("diagnostics and alarms need pages 01h and 11h, which the image does not hold");
         }
         if (plan.has(0x11)) {
             fiber_coremgmt_info_t c;
             fiber_decode_coremgmt(kind, lower, pages, &c, 0);
             d.coremgmt = c;
-        } else {
+        } else if (!flat) {
             d.notes.push_back("the module state needs page 11h, which the image does not hold");
         }
         break;
+    }
     case module_family::unknown:
         d.failure = "unknown module family";
         return d;
     }
 
-    if ((d.normal && d.normal->unsupported) || (d.vendor && d.vendor->unsupported))
+    if (d.vendor && d.vendor->unsupported)
         d.failure = decoder_rejected(plan.family);
+    else if (d.normal && d.normal->unsupported)
+        d.failure = no_type(plan.family);
     if (plan.family == module_family::sfp && d.diag && d.diag->unsupported && plan.lower[kSfpDiagType] == 0)
         d.notes.push_back("the module implements no diagnostics (A0h byte 92 is 00h)");
     return d;

@@ -151,12 +151,19 @@ std::string date_text(const char *code, std::size_t size) {
     return s + " (20" + s.substr(0, 2) + "-" + s.substr(2, 2) + "-" + s.substr(4, 2) + ")";
 }
 
-void identification_text(text_writer &w, const fiber_normal_info_t &n, module_family family) {
+// Why an operation gave `unsupported`: the reason decode_module found (the
+// family decoder rejected the identifier, or found no transceiver type).
+std::string not_decoded_status(const decoded_module &m) {
+    return "not decoded: " + (m.failure.empty() ? std::string("the ") + family_title(m.family) +
+                                                      " decoder does not recognise this module"
+                                                : m.failure);
+}
+
+void identification_text(text_writer &w, const fiber_normal_info_t &n, const decoded_module &m) {
     w.section("Identification");
     if (n.unsupported) {
         if (n.type_name) w.field("Module", n.type_name);
-        w.field("Status", std::string("not decoded: the ") + family_title(family) +
-                              " decoder does not recognise this module");
+        w.field("Status", not_decoded_status(m));
         return;
     }
     w.field("Module", module_name(n));
@@ -205,11 +212,10 @@ void identification_text(text_writer &w, const fiber_normal_info_t &n, module_fa
     w.field("Digital diagnostics", yes_no(n.ddm_supported));
 }
 
-void vendor_text(text_writer &w, const fiber_vendor_info_t &v, module_family family) {
+void vendor_text(text_writer &w, const fiber_vendor_info_t &v, const decoded_module &m) {
     w.section("Vendor");
     if (v.unsupported) {
-        w.field("Status", std::string("not decoded: the ") + family_title(family) +
-                              " decoder does not recognise this module");
+        w.field("Status", not_decoded_status(m));
         return;
     }
     auto text = [](const char *field, std::size_t size) {
@@ -232,7 +238,7 @@ void vendor_text(text_writer &w, const fiber_vendor_info_t &v, module_family fam
 std::string not_decoded(const decoded_module &m) {
     if (m.family == module_family::sfp && m.normal && !m.normal->unsupported && !m.normal->ddm_supported)
         return "not implemented by the module";
-    return std::string("not decoded: the ") + family_title(m.family) + " decoder does not recognise this module";
+    return not_decoded_status(m);
 }
 
 void diagnostics_text(text_writer &w, const fiber_diag_info_t &g, const decoded_module &m) {
@@ -323,6 +329,17 @@ std::string json_text(const char *s, std::size_t size) {
 }
 
 json json_text(const char *s) { return s ? json(json_text(s, std::strlen(s))) : json(nullptr); }
+
+// A file name as given: UTF-8 names unchanged, other bytes as Latin-1 (the
+// document must be valid UTF-8, and a name need not be).
+std::string file_name(const std::string &name) {
+    try {
+        (void)json(name).dump();
+        return name;
+    } catch (const json::type_error &) {
+        return json_text(name.c_str(), name.size());
+    }
+}
 
 template <class T, std::size_t N>
 json json_array(const T (&values)[N]) {
@@ -427,8 +444,8 @@ std::string text_header(const decoded_module &m) {
 
 std::string text_body(const decoded_module &m) {
     text_writer w;
-    if (m.normal) identification_text(w, *m.normal, m.family);
-    if (m.vendor) vendor_text(w, *m.vendor, m.family);
+    if (m.normal) identification_text(w, *m.normal, m);
+    if (m.vendor) vendor_text(w, *m.vendor, m);
     if (m.diag) diagnostics_text(w, *m.diag, m);
     if (m.alarm) alarms_text(w, *m.alarm, m);
     if (m.coremgmt) state_text(w, *m.coremgmt);
@@ -440,7 +457,7 @@ json json_report(const decoded_module &m) {
     for (const auto &p : m.pages) pages.push_back(p);
     json notes = json::array();
     for (const auto &n : m.notes) notes.push_back(n);
-    return json{{"file", json_text(m.file.c_str(), m.file.size())},
+    return json{{"file", file_name(m.file)},
                 {"format", format_name(m.format)},
                 {"size", m.size},
                 {"kind", family_name(m.family)},

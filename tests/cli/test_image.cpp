@@ -90,20 +90,22 @@ std::string describe(const page_plan &p) {
 }
 
 TEST(PlanPages, ArgumentsPerKind) {
-    const struct { module_family family; bytes image; const char *want; } cases[] = {
+    const struct { module_family family; bytes image; const char *want; input_format format = input_format::raw; } cases[] = {
         {module_family::sfp, bytes(256), "lower 0, no pages: A0h"},
         {module_family::sfp, bytes(512), "lower 0, pages 0h-0h at 256-256: A0h A2h"},
         // XFP: the serial ID page 01h is the lower-page argument, the lower memory page entry 0; a paged
         // file holds page 00h before it (told by the identifier byte at each place).
         {module_family::xfp, image(384, {{0, 6}, {128, 6}, {256, 6}}), "lower 128, pages 0h-0h at 0-0: lower 01h"},
         {module_family::xfp, image(384, {{0, 6}, {256, 6}}), "lower 256, pages 0h-0h at 0-0: lower 01h"},
+        {module_family::xfp, image(384, {{0, 6}, {128, 6}, {256, 6}}), "lower 256, pages 0h-0h at 0-0: lower 01h",
+         input_format::optoe},  // an optoe file is flat whatever page 00h holds
         {module_family::qsfp, bytes(640), "lower 0, pages 0h-3h at 128-512: lower 00h 01h 02h 03h"},
         {module_family::cmis, bytes(128 * 0x13), "lower 0, pages 0h-11h at 128-2304: lower 00h 01h 02h 11h"},
         {module_family::cmis, bytes(128 * 0x2E),
          "lower 0, pages 0h-2ch at 128-5760: lower 00h 01h 02h 11h 12h 20h 21h 22h 23h 2Ch"},
     };
     for (const auto &c : cases) {
-        page_plan plan = plan_pages(c.family, {c.image, input_format::raw});
+        page_plan plan = plan_pages(c.family, {c.image, c.format});
         EXPECT_EQ(describe(plan), c.want);
         EXPECT_GE(plan.storage.size(), plan.size + 512) << c.want;  // 512-byte entries (CMIS 20h-23h, 2Ch) read in full
     }
