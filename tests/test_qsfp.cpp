@@ -101,19 +101,19 @@ const leaves kLeaves[] = {
     {"I0C K0B", "S00:24 S08:- S80:- K07,S02,R103,D10:-"},
     // Identifier 0Dh, R 90..120, MPO: 40G rule then 100G rule.
     {"I0D K0C R103 S04", "R90,G1:27 R120,G99:27 R89,G50:- R121,G50:- G100:51 G254:51 G0:- G255:-"},
-    {"I0D K0C R103", "S80,X12:54 S80,X13:- S02:54 S08:- S80,X02:38 S84,G50,X07:42"},
+    {"I0D K0C R103", "S80,X12:54 S80,X13:- S82,X13:- S02:54 S08:- S80,X02:38 S84,G50,X07:42"},
     // Identifier 0Dh, R 90..120, LC: the 40G rules in order, then the 100G rule.
     {"I0D K07 R103", "S04,D8:25 S02,D14:25 S02,D1:53 S02,D7:53 S02,D15:- S02,D10,X1F:25"},
-    {"I0D K07 R103 S02", "G75:55 G99:55 R105,G75:- G100:-"},
+    {"I0D K07 R103 S02", "G75:55 G99:55 R105,G75:- G100:- D2,G50:53 G0:-"},
     {"I0D K07 R103 S80", "S82,D10,X1F:52 D2,G75:99 D2,G74:- D14:- D15:34 D50:34 D51:61 D90:61 D91:-"},
     {"I0D K07 R103", "S80,D40,X03:39 S81,D2,G75:99 S81,D15:- S00,D2,G75:99 S00,D2:-"},
     // Identifier 0Dh, R = 206 with LC, and the other rates.
-    {"I0D K07 R206", "G50:55 G100:- S80,D10,X03:37 R205,S80,D10,X03:37 K0C,S80,X02:38"},
+    {"I0D K07 R206", "G50:55 G100:- D1,G50:- S80,D10,X03:37 R205,S80,D10,X03:37 K0C,S80,X02:38"},
     {"I0D", "K23,S08,W3:67 K23,S08,R103:69 K23,S00,R255:24"},
     // Identifier 11h, LC, S bit 7: the 100G rule.
     {"I11 K07 S80 X03", "D7:- D8:37 D14:37 D15:58 D34:58 D35:39 D50:39 D51:62 D90:62 D91:- S00,D10:-"},
     {"I11 K07 S80", "X04,D10:- X04,D40:39 X06,D2,NTALMOR:49 X06,D2,NTALMOX:63 X09,D7:63 X06,D8:-"},
-    {"I11 K07 S80", "X1A,D80:60 X1A,D79:- X1A,D81:- X24,D35:59 X24,D50:59 X24,D51:-"},
+    {"I11 K07 S80", "X1A,D80:60 X1A,D79:- X1A,D81:- X24,D34:- X24,D35:59 X24,D50:59 X24,D51:-"},
     {"I11 K07 S80", "X20:56 X21:57 X25,D1:93 X25,D2:- X26:94"},
     {"I11 K0C", "S80,X02:38 S80,X07:42 S00,X02:-"},
     // Identifier 11h: copper and active cables.
@@ -216,6 +216,13 @@ TEST(QsfpVendor, FieldOffsetsAndLengths) {
     std::memcpy(&m.up(148), "ACME OPTICS     x\x00\x11\x22QSFP-40G-LR4    B1ZZ", 40);  // bytes 148-187
     std::memcpy(&m.up(212), "20210315y", 9);
     EXPECT_EQ(vendor_line(decode(m).v), "ACME OPTICS     |QSFP-40G-LR4    |B1|20210315|PAM4|001122");
+
+    // Byte 139 by the SFF-8636 code list, which differs from SFF-8472's from code 4 on.
+    const std::pair<const char *, const char *> kEncodings[] = {
+        {"E0", "Unspecified"}, {"E3", "NRZ"},       {"E4", "SONET Scrambled"}, {"E5", "64B/66B"},
+        {"E6", "Manchester"},  {"E7", "256B/257B"}, {"E9", "Reserved"},        {"E255", "Reserved"},
+    };
+    for (const auto &[code, name] : kEncodings) EXPECT_EQ(str(decode(module().set("I11").set(code)).v.encoding), name);
 }
 
 // ----------------------------------------------------------------------------
@@ -343,6 +350,7 @@ module load(const char *entry) {
 
 struct real_module {
     const char *entry, *normal, *vendor;  // normal_line(), vendor_line()
+    int alarm_ddm;                        // byte 131 bits 7, 2, 1 with a monitor word
     int32_t temperature, voltage, rx_power_type;
     uint64_t monitor_flags, rx_flags, tx_flags;
     std::vector<unsigned> alarms;
@@ -351,23 +359,40 @@ struct real_module {
 const real_module kReal[] = {
     // I 11h, K 0Ch, S 80h, X 02h: 100GBASE-SR4; Rx LOS on all lanes, Rx power low.
     {"qsfp28-100g-sr4-mellanox-mma1b00", "38 100GBASE-SR4-QSFP28 100000/2|MPO|MT1834FT03846   |850/15|0|70,0,0,100,0|1",
-     "Mellanox        |MMA1B00-SS1     |A2|180703|64B/66B|0002C9", 39, 0x82C5, 1, 0, 0x555500, 0,
+     "Mellanox        |MMA1B00-SS1     |A2|180703|64B/66B|0002C9", 1, 39, 0x82C5, 1, 0, 0x555500, 0,
      {72, 74, 76, 78, 80, 82, 84, 86, 200, 201, 202, 203, 216, 217, 218, 219}},
     // I 0Dh, R 255, K 23h, S 88h: cable rules, CR4 bit with the extended bit -> rejected.
-    {"qsfp28-100g-dac-fs-q28pc", kRejected, "FS              |Q28-PCxx        |A2|190805  |Unspecified|0002C9", 28,
+    {"qsfp28-100g-dac-fs-q28pc", kRejected, "FS              |Q28-PCxx        |A2|190805  |Unspecified|0002C9", 1, 28,
      0x7DCB, 0, 0, 0, 0, {}},
     // I 0Dh, R 103, K 07h, S 02h, D 2: LC rule 3 -> iLR4.
     {"qsfp-40g-lr4-kaiam-xqx2502", "53 40GBASE-iLR4-QSFP+ 40000/2|LC|KD70201159      |1310/6.5|2|0,0,0,0,0|1",
-     "KAIAM CORP      |XQX2502         |1A|17020100|Unspecified|14EDE4", 49, 0x823B, 1, 0, 0x111100, 0x111100,
+     "KAIAM CORP      |XQX2502         |1A|17020100|Unspecified|14EDE4", 1, 49, 0x823B, 1, 0, 0x111100, 0x111100,
      {72, 76, 80, 84, 136, 140, 144, 148, 200, 201, 202, 203}},
     // I 11h, K 07h, S 80h, X 25h with D 2 (not 1): no 100G rule matches -> rejected.
-    {"qsfp28-100g-fit-afct89sfdz", kRejected, "FIT             |AFCT-89SFDZ-AZ1 |01|191021  |PAM4|EC01E2", 36, 0x8105,
+    {"qsfp28-100g-fit-afct89sfdz", kRejected, "FIT             |AFCT-89SFDZ-AZ1 |01|191021  |PAM4|EC01E2", 1, 36, 0x8105,
      1, 0, 0x500, 0, {72, 74, 200}},
     // I 0Dh, R 103, K 0Ch, S 04h, G 50: 40G MPO rule -> SR4 (the bytes say SR4, not CWDM4).
     {"synthetic-fboss-sff8636-cwdm4", "27 40GBASE-SR4-QSFP+ 40000/2|MPO|MRE01B0         |850/10|0|100,0,0,0,0|1",
-     "FACETEST        |FTL410QE2C      |A |140502  |64B/66B|000000", 31, 0x80DD, 1, 0x3C53C0, 0xCF5300, 0xC05300,
+     "FACETEST        |FTL410QE2C      |A |140502  |64B/66B|000000", 1, 31, 0x80DD, 1, 0x3C53C0, 0xCF5300, 0xC05300,
      {6, 7, 8, 9, 12, 14, 18, 19, 20, 21, 72, 73, 76, 78, 80, 81, 82, 83, 86, 87, 136, 137, 140, 142, 150, 151, 200,
       201, 203, 217, 219, 234, 235}},
+    // I 0Dh, R 0, K 23h, S 08h, X 00h, W 1: cable rules -> 40G passive copper, 1 m. Bytes 186-187 hold a
+    // copper attenuation, read as a wavelength. Only the CR4 bit: no diagnostics for the alarm decoder.
+    {"qsfp-40g-dac-molex-1110401054",
+     "67 40G-Passive Copper-QSFP+ 40000/3|No separable connector|611030929       |38.6/0|0|0,0,0,0,1|1",
+     "Molex Inc.      |1110401054      |  |160419  |Unspecified|00093A", 0, 2, 0, 0, 0, 0, 0, {}},
+    // I 11h, K 23h, S 88h, X 0Bh, W 1: 100G passive copper; no monitor words.
+    {"qsfp28-100g-dac-te-2821987-2",
+     "70 100GBASE-Passive Copper-QSFP28 100000/3|No separable connector|18259022        |51.45/9.015|0|0,0,22,0,1|0",
+     "TE Connectivity |2821987-2       |1 |18062800|Unspecified|0022A7", 0, 0, 0, 0, 0, 0, 0, {}},
+    // I 11h, K 07h, S 80h, X 03h (100GBASE-LR4) with D 2: neither LR4 (8-14 km) nor a reach -> rejected.
+    {"qsfp28-100g-ir4-fs", kRejected, "FS              |QSFP28-IR4-100G |A1|190110  |64B/66B|0002C9", 1, 29, 0x81B9, 1, 0,
+     0, 0, {}},
+    // A CMIS module (I 18h) read as QSFP: lower byte 85 = 03h with byte 203 = 23h -> 400G passive copper; the
+    // fields at SFF-8636 positions are CMIS bytes, and the SFF-8636 check codes fail.
+    {"qsfpdd-400g-dac-fit-cu4ep54",
+     "83 400GBASE-Passive Copper-QSFP-DD 400000/3|unknow connect type||642.75/41.12|32|64,32,236,2,0|0",
+     "CU4EP54-01000-EF|10Z8350100030 18|08|\n|Reserved|304E30", 0, 0, 0, 0, 0, 0, 0, {FIBER_ALARM_CHECKSUM}},
 };
 
 TEST(QsfpRealModules, IdentificationVendorDiagnosticsAlarms) {
@@ -379,7 +404,35 @@ TEST(QsfpRealModules, IdentificationVendorDiagnosticsAlarms) {
                              +r.d.rx_power_type, r.d.monitor_flags, r.d.rx_power_flags, r.d.tx_power_flags,
                              +r.d.thresholds_valid, +r.a.ddm_supported, ids(r.a)),
                   std::tuple(std::string(c.normal), std::string(c.vendor), 0, c.temperature, c.voltage, c.rx_power_type,
-                             c.monitor_flags, c.rx_flags, c.tx_flags, has_page03, 1, c.alarms)) << c.entry;
+                             c.monitor_flags, c.rx_flags, c.tx_flags, has_page03, c.alarm_ddm, c.alarms)) << c.entry;
+    }
+}
+
+// Page 03h thresholds against the values published with the dumps (tests/data/<entry>/expected.txt), in their
+// units: degC, V (100 uV counts), mA (2 uA counts), Tx power dBm; NAN where nothing was published.
+TEST(QsfpRealModules, ThresholdsMatchPublishedValues) {
+    // Each row: temperature, voltage, Tx bias and Tx power thresholds, each high alarm, low alarm, high warning,
+    // low warning.
+    struct published { const char *entry; double want[16]; };
+    constexpr double x = NAN;
+    const published kPublished[] = {
+        {"qsfp28-100g-sr4-mellanox-mma1b00",
+         {80, -10, 70, 0, 3.5, 3.1, x, x, 8.5, 5.492, 8.0, 6.0, 5.40, -11.40, 2.40, -8.40}},
+        {"qsfp28-100g-ir4-fs", {x, x, x, x, x, x, x, x, 75, 10, 70, 15, x, x, x, x}},
+    };
+    for (const published &p : kPublished) {
+        const fiber_diag_info_t d = decode(load(p.entry), true).d;
+        const double got[16] = {
+            double(d.temp_high_alarm), double(d.temp_low_alarm), double(d.temp_high_warning), double(d.temp_low_warning),
+            d.voltage_high_alarm * 1e-4, d.voltage_low_alarm * 1e-4, d.voltage_high_warning * 1e-4,
+            d.voltage_low_warning * 1e-4, d.tx_bias_high_alarm * 2e-3, d.tx_bias_low_alarm * 2e-3,
+            d.tx_bias_high_warning * 2e-3, d.tx_bias_low_warning * 2e-3, d.tx_power_high_alarm, d.tx_power_low_alarm,
+            d.tx_power_high_warning, d.tx_power_low_warning};
+        for (unsigned k = 0; k < 16; ++k) {
+            if (!std::isnan(p.want[k])) {
+                EXPECT_NEAR(got[k], p.want[k], 0.006) << p.entry << " value " << k;
+            }
+        }
     }
 }
 
