@@ -369,8 +369,8 @@ const real_module kReal[] = {
      "KAIAM CORP      |XQX2502         |1A|17020100|Unspecified|14EDE4", 1, 49, 0x823B, 1, 0, 0x111100, 0x111100,
      {72, 76, 80, 84, 136, 140, 144, 148, 200, 201, 202, 203}},
     // I 11h, K 07h, S 80h, X 25h with D 2 (not 1): no 100G rule matches -> rejected.
-    {"qsfp28-100g-fit-afct89sfdz", kRejected, "FIT             |AFCT-89SFDZ-AZ1 |01|191021  |PAM4|EC01E2", 1, 36, 0x8105,
-     1, 0, 0x500, 0, {72, 74, 200}},
+    {"qsfp28-100g-fit-afct89sfdz", kRejected, "FIT             |AFCT-89SFDZ-AZ1 |01|191021  |PAM4|EC01E2", 1, 36,
+     0x8105, 1, 0, 0x500, 0, {72, 74, 200}},
     // I 0Dh, R 103, K 0Ch, S 04h, G 50: 40G MPO rule -> SR4 (the bytes say SR4, not CWDM4).
     {"synthetic-fboss-sff8636-cwdm4", "27 40GBASE-SR4-QSFP+ 40000/2|MPO|MRE01B0         |850/10|0|100,0,0,0,0|1",
      "FACETEST        |FTL410QE2C      |A |140502  |64B/66B|000000", 1, 31, 0x80DD, 1, 0x3C53C0, 0xCF5300, 0xC05300,
@@ -386,8 +386,8 @@ const real_module kReal[] = {
      "70 100GBASE-Passive Copper-QSFP28 100000/3|No separable connector|18259022        |51.45/9.015|0|0,0,22,0,1|0",
      "TE Connectivity |2821987-2       |1 |18062800|Unspecified|0022A7", 0, 0, 0, 0, 0, 0, 0, {}},
     // I 11h, K 07h, S 80h, X 03h (100GBASE-LR4) with D 2: neither LR4 (8-14 km) nor a reach -> rejected.
-    {"qsfp28-100g-ir4-fs", kRejected, "FS              |QSFP28-IR4-100G |A1|190110  |64B/66B|0002C9", 1, 29, 0x81B9, 1, 0,
-     0, 0, {}},
+    {"qsfp28-100g-ir4-fs", kRejected, "FS              |QSFP28-IR4-100G |A1|190110  |64B/66B|0002C9", 1, 29,
+     0x81B9, 1, 0, 0, 0, {}},
     // A CMIS module (I 18h) read as QSFP: lower byte 85 = 03h with byte 203 = 23h -> 400G passive copper; the
     // fields at SFF-8636 positions are CMIS bytes, and the SFF-8636 check codes fail.
     {"qsfpdd-400g-dac-fit-cu4ep54",
@@ -423,7 +423,8 @@ TEST(QsfpRealModules, ThresholdsMatchPublishedValues) {
     for (const published &p : kPublished) {
         const fiber_diag_info_t d = decode(load(p.entry), true).d;
         const double got[16] = {
-            double(d.temp_high_alarm), double(d.temp_low_alarm), double(d.temp_high_warning), double(d.temp_low_warning),
+            double(d.temp_high_alarm), double(d.temp_low_alarm), double(d.temp_high_warning),
+            double(d.temp_low_warning),
             d.voltage_high_alarm * 1e-4, d.voltage_low_alarm * 1e-4, d.voltage_high_warning * 1e-4,
             d.voltage_low_warning * 1e-4, d.tx_bias_high_alarm * 2e-3, d.tx_bias_low_alarm * 2e-3,
             d.tx_bias_high_warning * 2e-3, d.tx_bias_low_warning * 2e-3, d.tx_power_high_alarm, d.tx_power_low_alarm,
