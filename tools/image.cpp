@@ -286,6 +286,10 @@ input_format detect_format(const std::vector<uint8_t> &data) {
 }
 
 outcome<std::vector<uint8_t>> parse_hex(std::string_view text) {
+    // Text saved by some Windows editors starts with a UTF-8 byte order
+    // mark, which would hide the first line's offset or byte.
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) text.remove_prefix(kByteOrderMark.size());
     hex_reader reader;
     std::size_t number = 0;
     while (!text.empty()) {

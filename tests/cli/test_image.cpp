@@ -35,6 +35,7 @@ TEST(ParseHex, BytesOrErrorOfEachLayout) {
          image(513, {{0, 0x03}, {256, 0x5A}, {512, 0x77}})},
         {"hexdump -C: * repeats the line up to the next offset, the last offset is the length",
          "00000000  01 02  |..|\n*\n00000006  ff  |.|\n*\n00000008\n", {1, 2, 1, 2, 1, 2, 0xFF, 0xFF}},
+        {"byte order mark before the first byte", "\xEF\xBB\xBF" "03 04\n05\n", {3, 4, 5}},
         {"one digit", "03 04 0\n", {}, "line 1: \"0\" is not a hex byte"},
         {"odd digits without an offset are not data", "030\n", {}, "no hex bytes found: not a module dump"},
         {"four digits after an offset", "0x0000: 0304 0720\n", {}, "line 1: \"0304\" is not a hex byte"},
