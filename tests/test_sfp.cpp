@@ -67,6 +67,8 @@ const id_case kIdCases[] = {
     {103, {{2, 0x21}, {8, 0x0C}, {19, 30}}, "10GBASE-SR-SFP+", 15, ""},
     {103, {{2, 0x23}, {8, 0x08}}, "10G-Active-Cable-SFP+", 33, "a"},
     {103, {{2, 0x21}}, "10G-Active-Cable-SFP+", 33, "a"},         {103, {{2, 0x0B}}, "10G-Active-Cable-SFP+", 33, "a"},
+    {103, {{2, 0x0B}, {8, 0x04}, {18, 3}}, "10G-Active-Cable-SFP+", 33, "a"},  // pigtail 0Bh ignores byte 8
+    {103, {{3, 0x40}}, "10GBASE-LRM-SFP+", 50, ""},               // LRM needs no stated length
     // 1000BASE (byte 12 from 10 to 14): both sides of each bound of the longest length in metres.
     {10, {{16, 100}}, "1000BASE-SX-SFP", 9, ""},                  {14, {{16, 101}}, "1000BASE-LX-SFP", 10, ""},
     {12, {{14, 15}}, "1000BASE-LX-SFP", 10, ""},                  {12, {{15, 151}}, "1000BASE-LH-SFP", 11, ""},
@@ -81,6 +83,11 @@ const id_case kIdCases[] = {
     {0, {{6, 0x08}, {3, 0x10}, {10, 0x40}}, "10/100/1000BASE-GT-SFP", 119, "r"},
     {13, {{2, 0x21}, {18, 3}}, "1000-Copper-SFP", 13, "c"},       {1, {{2, 0x21}}, "100-Copper-SFP", 7, "c"},
     {25, {{2, 0x21}}, "2.5G-Copper-SFP", 28, "c"},                {0, {{2, 0x21}}, "Unknown SFP module", 0, "c"},
+    {9, {{16, 10}}, "Unknown SFP module", 0, ""},                 {15, {{16, 10}}, "Unknown SFP module", 0, ""},
+    {3, {{16, 10}}, "Unknown SFP module", 0, ""},                 {26, {{2, 0x21}}, "Unknown SFP module", 0, "c"},
+    {24, {{2, 0x21}}, "Unknown SFP module", 0, "c"},              {25, {{16, 10}}, "Unknown SFP module", 0, ""},
+    {13, {{2, 0x23}, {16, 10}}, "1000BASE-SX-SFP", 9, ""},        {13, {{2, 0x0B}, {16, 10}}, "1000BASE-SX-SFP", 9, ""},
+    {12, {{2, 0x21}, {14, 70}}, "1000-Copper-SFP", 13, "cz"},    // the ZX flag follows the candidate type
     // Fibre Channel (byte 10 bits 6, 5, 4, 2; byte 3 zero).
     {21, {{10, 0x60}}, "FC(16G) SFP Module", 0, ""},              {21, {{10, 0x50}}, "FC(8G) SFP Module", 0, ""},
     {21, {{10, 0x14}}, "FC(4G) SFP Module", 0, ""},               {21, {{10, 0x04}}, "FC(2G) SFP Module", 0, ""},
@@ -90,6 +97,8 @@ const id_case kIdCases[] = {
     {255, {}, "25GBASE-SR-SFP28", 43, ""},
     {255, {{66, 103}, {10, 0x40}}, "FC(8G) 25GBASE-SR-SFP28", 43, ""},  // the Fibre Channel prefix stays
     {255, {{66, 90}}, "Unknown SFP module", 0, ""},               {255, {{66, 91}}, "25GBASE-SR-SFP28", 43, ""},
+    {255, {{66, 90}, {10, 0x40}}, "FC(8G) SFP Module", 0, ""},
+    {255, {{2, 0x21}, {8, 0x04}, {18, 6}}, "25GBASE-SR-SFP28", 43, "c"},  // copper pigtail flags copper first
     {255, {{66, 119}}, "25GBASE-SR-SFP28", 43, ""},               {255, {{66, 120}}, "Unknown SFP module", 0, ""},
     {255, {{16, 100}}, "25GBASE-SR-SFP28", 43, ""},               {255, {{16, 101}}, "25GBASE-LR-SFP28", 44, ""},
     {255, {{14, 40}}, "25GBASE-ER-SFP28", 45, ""},                {255, {{14, 120}}, "25GBASE-ZR-SFP28", 46, ""},
@@ -163,6 +172,32 @@ TEST(SfpEntryPoints, OtherIdentifiersAndNoDiagnosticsReportOnlyUnsupported) {
     const block no_ddm({{63, 0x55}});  // byte 92 zero: no diagnostics
     EXPECT_TRUE(only_unsupported(fiber_decode_diag, no_ddm) && only_unsupported(fiber_decode_alarm, no_ddm));
     EXPECT_EQ(identify({{0, 0x82}, {12, 103}, {19, 30}}).trans_type, 15u);  // vendor-specific identifier
+}
+
+// True when f leaves a record filled with 5Ah as it was.
+template <class R, class F>
+bool untouched(F f) {
+    R r, before;
+    std::memset(&r, 0x5A, sizeof r);
+    std::memset(&before, 0x5A, sizeof before);
+    f(&r);
+    return std::memcmp(&r, &before, sizeof r) == 0;
+}
+
+TEST(SfpEntryPoints, FamilyDecodersIgnoreANullPointer) {
+    const block a0 = block({{92, 0x68}, {12, 103}}).sealed();
+    block a2 = a2_block({{110, 0x06}, {112, 0xFF}});  // A0h byte 93 zero: status bits 1 and 2 are masked
+    EXPECT_TRUE(untouched<fiber_normal_info_t>([&](auto *i) { fiber_decode_sfp_normal(nullptr, i); }));
+    EXPECT_TRUE(untouched<fiber_vendor_info_t>([&](auto *i) { fiber_decode_sfp_vendor(nullptr, i); }));
+    EXPECT_TRUE(untouched<fiber_diag_info_t>([&](auto *i) { fiber_decode_sfp_diag(nullptr, a2.b, 0x20, i); }));
+    EXPECT_TRUE(untouched<fiber_diag_info_t>([&](auto *i) { fiber_decode_sfp_diag(a0.b, nullptr, 0x10, i); }));
+    EXPECT_TRUE(untouched<fiber_alarm_info_t>([&](auto *i) { fiber_decode_sfp_alarm(nullptr, a2.b, i); }));
+    EXPECT_TRUE(untouched<fiber_alarm_info_t>([&](auto *i) { fiber_decode_sfp_alarm(a0.b, nullptr, i); }));
+    fiber_decode_sfp_normal(a0.b, nullptr);
+    fiber_decode_sfp_vendor(a0.b, nullptr);
+    fiber_decode_sfp_diag(a0.b, a2.b, 0x20, nullptr);
+    fiber_decode_sfp_alarm(a0.b, a2.b, nullptr);
+    EXPECT_EQ(a2.b[110], 0x06);  // no record, no masking
 }
 
 // SFF-8472 A2h flag bits {byte, bit, alarm id}; alarm id k is monitor_flags bit k,
@@ -254,27 +289,82 @@ TEST(SfpAlarm, StatusCountsOnlyWhenMonitored) {
     EXPECT_EQ(std::tuple(a2.b[110], info.alarm_id_count, ids_of(info)), std::tuple(uint8_t{0x06}, 255u, ids{}));
 }
 
-TEST(SfpRealModule, Finisar10GSr) {  // dump.bin holds A0h at 0 and A2h at 256
-    uint8_t raw[512] = {};
-    FILE *f = std::fopen(FIBER_TEST_DATA "/sfp-10g-sr-finisar-ftlx8571/dump.bin", "rb");
-    ASSERT_TRUE(f);
-    EXPECT_EQ(std::fread(raw, 1, sizeof raw, f), sizeof raw);
-    std::fclose(f);
-    const auto id = entry(fiber_decode_normal, raw, raw + 256);
-    const auto v = entry(fiber_decode_vendor, raw, raw + 256);
-    const auto d = entry(fiber_decode_diag, raw, raw + 256);
-    const auto a = entry(fiber_decode_alarm, raw, raw + 256);  // check codes hold
-    EXPECT_EQ(std::tuple(str(id.name_prefix) + str(id.type_name), id.rate_mbps, id.connector_class, str(id.connector_name),
-                         id.wavelength_nm, id.length_om3_m, id.length_om2_m, id.length_om1_m, std::string(id.serial_number)),
-              std::tuple("10GBASE-SR-SFP+", 10000u, 2u, "LC", 850.0f, 300u, 80u, 30u, "AUJ0RCJ         "));
-    EXPECT_EQ(std::tuple(std::string(v.vendor_name), std::string(v.vendor_pn), std::string(v.vendor_rev),
-                         std::string(v.date_code), v.vendor_oui[1], v.vendor_oui[2], str(v.encoding), a.alarm_id_count, ids_of(a)),
-              std::tuple("FINISAR CORP.   ", "FTLX8571D3BCL   ", "A   ", "151029  ", 0x90, 0x65, "64B/66B", 255u, ids{}));
-    // Thresholds at A2h 0 (temperature), 8 (voltage), 16 (bias), 24 (Tx power), 32 (Rx power); powers in 0.1 uW.
-    EXPECT_EQ(std::tuple(d.temperature, d.voltage, d.tx_bias[0], d.tx_power[0], d.rx_power[0], d.temp_high_alarm, d.temp_low_alarm,
-                         d.voltage_high_alarm, d.tx_bias_low_warning, d.tx_power_low_alarm, d.rx_power_low_alarm),
-              std::tuple(20, 33201, 3418, fiber_dbm(6053), fiber_dbm(5511), 78, -13, 0x9088, 0x09C4, fiber_dbm(2512),
-                         fiber_dbm(100)));
+// Real modules (tests/data/<entry>/source.md tells where each dump was published;
+// expected.txt holds the values published with it). dump.bin: A0h at 0, A2h at 256;
+// modules whose A0h byte 92 is zero come without A2h and report no diagnostics.
+struct real_sfp {
+    const char *entry, *name, *connector;
+    uint32_t rate, connector_class;
+    float wavelength_nm;
+    uint32_t smf_km, om3_m, om2_m, om1_m, copper_m;
+    const char *serial, *vendor, *pn, *rev, *date, *encoding;
+    bool ddm;
+    int temperature, voltage, bias;  // whole degC, 100 uV, 2 uA
+    uint16_t tx, rx;                 // 0.1 uW
+    ids alarms;
+};
+const real_sfp kRealModules[] = {
+    {"sfp-10g-lr-flexoptix-pb1696", "10GBASE-LR-SFP+", "LC", 10000, 2, 1330.0f, 10, 0, 0, 0, 0, "F79B5KH         ",
+     "FLEXOPTIX       ", "P.B1696.10.DA   ", "A   ", "191218  ", "64B/66B", true, 26, 32545, 13936, 6361, 5518, {}},
+    {"sfp-10g-lr-oem-sfp10gblr", "10GBASE-LR-SFP+", "LC", 10000, 2, 1310.0f, 10, 0, 0, 0, 0, "YAOY1060        ",
+     "OEM             ", "SFP-10GB-LR     ", "B4  ", "150703  ", "64B/66B", true, 35, 32893, 17997, 5171, 0,
+     {72, 74, 200}},  // published: 34.54 degC, 3.29 V, 35.994 mA, 0 mW; no light raises Rx power low
+                      // alarm and warning and Rx LOS (A0h byte 93 bit 4 set)
+    {"sfp-10g-sr-finisar-ftlx8571", "10GBASE-SR-SFP+", "LC", 10000, 2, 850.0f, 0, 300, 80, 30, 0, "AUJ0RCJ         ",
+     "FINISAR CORP.   ", "FTLX8571D3BCL   ", "A   ", "151029  ", "64B/66B", true, 20, 33201, 3418, 6053, 5511, {}},
+    {"sfp-10g-sr-intel-ftlx8574", "10GBASE-SR-SFP+", "LC", 10000, 2, 850.0f, 0, 300, 80, 30, 0, "A41ASYK         ",
+     "Intel Corp      ", "FTLX8574D3BNL-IT", "A   ", "200706  ", "64B/66B", true, 35, 34272, 4344, 5780, 21,
+     {72, 74, 200}},
+    {"sfp-1g-t-netgear-agm734", "1000BASE-GT-SFP", "RJ45", 1000, 1, 0.0f, 0, 0, 0, 0, 100, "181604100347    ",
+     "NETGEAR         ", "AGM734          ", "0000", "18042501", "8B10B", false, 0, 0, 0, 0, 0, {}},
+    {"sfp-gpon-odi-dfp-34x-2c2", "1000BASE-LH-SFP", "SC", 1000, 2, 1310.0f, 20, 0, 0, 0, 0, "XPON23040711    ",
+     "ODI             ", "DFP-34X-2C2     ", "    ", "230504  ", "8B10B", false, 0, 0, 0, 0, 0, {}},
+};
+
+TEST(SfpRealModule, DecodesAsPublished) {
+    for (const real_sfp &m : kRealModules) {
+        uint8_t raw[512] = {};
+        FILE *f = std::fopen((std::string(FIBER_TEST_DATA) + "/" + m.entry + "/dump.bin").c_str(), "rb");
+        ASSERT_TRUE(f) << m.entry;
+        EXPECT_EQ(std::fread(raw, 1, sizeof raw, f), m.ddm ? 512u : 256u) << m.entry;
+        std::fclose(f);
+        const uint8_t *a2 = raw + 256;
+        const auto id = entry(fiber_decode_normal, raw, a2);
+        const auto v = entry(fiber_decode_vendor, raw, a2);
+        const auto d = entry(fiber_decode_diag, raw, a2);
+        const auto a = entry(fiber_decode_alarm, raw, a2);  // check codes hold in every dump
+        EXPECT_EQ(std::tuple(str(id.name_prefix) + str(id.type_name), str(id.connector_name), id.rate_mbps, id.connector_class,
+                             id.wavelength_nm, id.length_smf_km, id.length_om3_m, id.length_om2_m, id.length_om1_m,
+                             id.length_copper_m, std::string(id.serial_number), id.ddm_supported),
+                  std::tuple(m.name, m.connector, m.rate, m.connector_class, m.wavelength_nm, m.smf_km, m.om3_m, m.om2_m,
+                             m.om1_m, m.copper_m, m.serial, uint8_t(m.ddm)))
+            << m.entry;
+        EXPECT_EQ(std::memcmp(id.vendor_specific, raw + 96, 16), 0) << m.entry;  // as stored, zero bytes included
+        EXPECT_EQ(std::tuple(std::string(v.vendor_name), std::string(v.vendor_oui, v.vendor_oui + 3), std::string(v.vendor_pn),
+                             std::string(v.vendor_rev), std::string(v.date_code), str(v.encoding)),
+                  std::tuple(m.vendor, std::string(raw + 37, raw + 40), m.pn, m.rev, m.date, m.encoding))
+            << m.entry;
+        if (!m.ddm) {
+            EXPECT_EQ(std::tuple(d.unsupported, d.module_type, a.unsupported, a.alarm_id_count),
+                      std::tuple(uint8_t{1}, 0u, uint8_t{1}, 0u)) << m.entry;
+            continue;
+        }
+        EXPECT_EQ(std::tuple(d.temperature, d.voltage, d.tx_bias[0], d.tx_power[0], d.rx_power[0], ids_of(a), a.alarm_id_count),
+                  std::tuple(m.temperature, m.voltage, m.bias, fiber_dbm(m.tx), fiber_dbm(m.rx), m.alarms, 255u))
+            << m.entry;
+        // A2h thresholds, four words each (high alarm, low alarm, high warning, low warning): temperature
+        // at 0 (whole degrees in these modules), voltage 8, bias 16, Tx power 24, Rx power 32.
+        auto w = [&](unsigned n) { return a2[n] << 8 | a2[n + 1]; };
+        std::vector<double> want, got = {
+            double(d.temp_high_alarm),    double(d.temp_low_alarm),    double(d.temp_high_warning),    double(d.temp_low_warning),
+            double(d.voltage_high_alarm), double(d.voltage_low_alarm), double(d.voltage_high_warning), double(d.voltage_low_warning),
+            double(d.tx_bias_high_alarm), double(d.tx_bias_low_alarm), double(d.tx_bias_high_warning), double(d.tx_bias_low_warning),
+            d.tx_power_high_alarm,        d.tx_power_low_alarm,        d.tx_power_high_warning,        d.tx_power_low_warning,
+            d.rx_power_high_alarm,        d.rx_power_low_alarm,        d.rx_power_high_warning,        d.rx_power_low_warning};
+        for (unsigned n = 0; n < 40; n += 2)
+            want.push_back(n < 8 ? int16_t(w(n)) / 256 : n < 24 ? w(n) : fiber_dbm(float(w(n))));
+        EXPECT_EQ(got, want) << m.entry;
+    }
 }
 
 }  // namespace

@@ -103,6 +103,30 @@ TEST(XfpEntryPoints, OtherIdentifiersReportOnlyUnsupported) {
     }
 }
 
+// True when f leaves a record filled with 5Ah as it was.
+template <class R, class F>
+bool untouched(F f) {
+    R r, before;
+    std::memset(&r, 0x5A, sizeof r);
+    std::memset(&before, 0x5A, sizeof before);
+    f(&r);
+    return std::memcmp(&r, &before, sizeof r) == 0;
+}
+
+TEST(XfpEntryPoints, FamilyDecodersIgnoreANullPointer) {
+    const page p01 = page01({{142, 10}}).sealed(), lower({{80, 0xFF}, {84, 0x7E}});
+    EXPECT_TRUE(untouched<fiber_normal_info_t>([&](auto *i) { fiber_decode_xfp_normal(nullptr, i); }));
+    EXPECT_TRUE(untouched<fiber_vendor_info_t>([&](auto *i) { fiber_decode_xfp_vendor(nullptr, i); }));
+    EXPECT_TRUE(untouched<fiber_diag_info_t>([&](auto *i) { fiber_decode_xfp_diag(nullptr, lower.b, i); }));
+    EXPECT_TRUE(untouched<fiber_diag_info_t>([&](auto *i) { fiber_decode_xfp_diag(p01.b, nullptr, i); }));
+    EXPECT_TRUE(untouched<fiber_alarm_info_t>([&](auto *i) { fiber_decode_xfp_alarm(nullptr, lower.b, i); }));
+    EXPECT_TRUE(untouched<fiber_alarm_info_t>([&](auto *i) { fiber_decode_xfp_alarm(p01.b, nullptr, i); }));
+    fiber_decode_xfp_normal(p01.b, nullptr);  // a null record: nothing to write, no fault
+    fiber_decode_xfp_vendor(p01.b, nullptr);
+    fiber_decode_xfp_diag(p01.b, lower.b, nullptr);
+    fiber_decode_xfp_alarm(p01.b, lower.b, nullptr);
+}
+
 // INF-8077i lower memory flags {byte, bit, alarm id}; alarm id k is monitor_flags bit k,
 // rx_power_flags bit k - 64 or tx_power_flags bit k - 128 (none from 192).
 const int kXfpFlags[][3] = {
