@@ -135,8 +135,12 @@ void fiber_decode_xfp_normal(const uint8_t *page01, fiber_normal_info_t *info) {
     fiber_decode_connect_type(k, &info->connector_name);
 
     if (const uint16_t w = word(page01, P01_WAVELENGTH)) info->wavelength_nm = static_cast<float>(w) / 20.0f;
-    info->length_smf_km = byte(page01, P01_LENGTH_SMF_KM);
-    if (info->length_smf_km == 0) info->length_om3_m = byte(page01, P01_LENGTH_OM3_2M) * 2u;
+    // The 50 um extended-bandwidth length (byte 143) is reported only for a
+    // module that states no single-mode length (byte 142).
+    if (const uint8_t km = byte(page01, P01_LENGTH_SMF_KM))
+        info->length_smf_km = km;
+    else
+        info->length_om3_m = byte(page01, P01_LENGTH_OM3_2M) * 2u;
     info->length_om2_m = byte(page01, P01_LENGTH_OM2_M);
     info->length_om1_m = byte(page01, P01_LENGTH_OM1_M);
     info->length_copper_m = byte(page01, P01_LENGTH_COPPER_M);
