@@ -145,7 +145,7 @@ bytes qsfp28_100g_sr4() {
     page p00 = upper_of(image, 0);
     page p03 = upper_of(image, 3);
     lower.set(0, 0x11);              // identifier: QSFP28
-    lower.set(1, 0x07);              // revision compliance: SFF-8636 rev 2.5-2.8
+    lower.set(1, 0x07);              // revision compliance: SFF-8636 rev 2.5, 2.6 and 2.7
     lower.set(3, 0x08);              // Rx LOS, lane 4
     lower.set(10, 0x05);             // Rx power lane 4: low alarm, low warning
     lower.word(22, temperature(41.3));
@@ -299,7 +299,7 @@ bytes xfp_10g_lr() {
     p01.word(188, 10 * 200);         // tolerance, 0.005 nm units
     p01.set(190, 70);                // maximum case temperature
     p01.check_code(191, 128, 190);   // CC_BASE
-    p01.raw(192, {100, 25});         // maximum power 2 W, power-down 0.5 W (20 mW units)
+    p01.raw(192, {100, 25});         // maximum power 2 W (20 mW units), in power down 0.25 W (10 mW units)
     p01.text(196, 16, "AP2309270015");
     p01.text(212, 8, "230927");
     p01.set(220, 0x08);              // average Rx power

@@ -4,6 +4,7 @@
 // catalogue texts.
 #include "report.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -276,7 +277,12 @@ void diagnostics_text(text_writer &w, const fiber_diag_info_t &g, const decoded_
         w.row("Rx power", {format_dbm(g.rx_power_high_alarm), format_dbm(g.rx_power_low_alarm),
                            format_dbm(g.rx_power_high_warning), format_dbm(g.rx_power_low_warning)});
     } else {
-        w.field("Thresholds", g.module_type == FIBER_DIAG_XFP ? "not decoded for XFP modules" : "not in the image");
+        // XFP thresholds are not decoded; a CMIS module's page 02h is read
+        // only when page 01h advertises the monitors (bytes 159 and 160).
+        const bool page02 = std::find(m.pages.begin(), m.pages.end(), "02h") != m.pages.end();
+        w.field("Thresholds", g.module_type == FIBER_DIAG_XFP                ? "not decoded for XFP modules"
+                              : g.module_type == FIBER_DIAG_CMIS && page02 ? "not decoded: the module advertises no monitors"
+                                                                           : "not in the image");
     }
     std::vector<std::string> flags;
     for (unsigned id : diag_flag_ids(g)) flags.push_back(alarm_text(id));

@@ -318,9 +318,13 @@ void write_inputs() {
     write_file("bad.hex", "Offset Values\n0x0000: 03 04 07 1O 00\n");
     write_file("unread.txt", unread.replace(unread.find("30: 20"), 6, "30: XX"));
     write_file("short.bin", read_text(kSource + "/samples/qsfp28-100g-sr4.bin").substr(0, 128));
+    write_file("qsfp-256.bin", read_text(kSource + "/samples/qsfp28-100g-sr4.bin").substr(0, 256));
     write_file("id2a.bin", '\x2a' + std::string(255, '\0'));
     chmod(write_file("unreadable.bin", sfp).c_str(), 0);
     write_file("sfp-82h.bin", '\x82' + sfp.substr(1));  // SFF-8024: an SFP variant the detection table leaves out
+    std::string no_monitors = read_text(kSource + "/samples/qsfpdd-400g-fr4.bin");
+    no_monitors[2 * 128 + 159 - 128] = no_monitors[2 * 128 + 160 - 128] = 0;  // CMIS page 01h bytes 159, 160
+    write_file("cmis-no-monitors.bin", no_monitors);
     // A file root cannot read either: the tool's own memory at offset 0 is not mapped.
     if (geteuid() == 0) symlink("/proc/self/mem", (kScratch + "unreadable-root").c_str());
 }
@@ -366,6 +370,9 @@ const run_case kRuns[] = {
     {"flat_memory_cmis_note", "tests/cli/data/qsfpdd-400g-dac-fit-cu4ep54/dump.txt", 0,
      "  Note: flat-memory module (lower page byte 2 bit 7): no upper pages but 00h; identified with page 01h as zeros, "
      "no diagnostics, alarms or module state\n\nIdentification\n", ""},
+    {"cmis_thresholds_without_monitors", "@cmis-no-monitors.bin", 0,
+     "\n  Thresholds           not decoded: the module advertises no monitors\n", ""},
+    {"qsfp_thresholds_without_page_03h", "@qsfp-256.bin", 0, "\n  Thresholds           not in the image\n", ""},
     {"dark_lane", "samples/qsfp28-100g-sr4.bin", 0, "  4                    7.100 mA     -0.40 dBm    -40.00 dBm\n", ""},
 };
 
