@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <iterator>
 #include <cstring>
+#include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "fiber_internal.h"
@@ -15,13 +17,27 @@ namespace {
 
 using Labels = std::vector<std::string>;
 
-// Labels of the page dumps in captured output, in order.
+// The byte every page of a test page set holds: page n holds n, the
+// lower-page argument EEh (see page_set below).
+unsigned filler_of(const std::string &label) {
+    if (label == "page00 lower  eeprom") return 0xEE;
+    if (label == "page00 upper  eeprom") return 0x00;
+    return static_cast<unsigned>(std::stoul(label.substr(4, 2), nullptr, 16));
+}
+
+// Labels of the page dumps in captured output, in order. Each dump must
+// show the page its label names: the first byte of its first row is that
+// page's filler byte.
 Labels labels_in(const std::string &out) {
     Labels labels;
     const std::string header = "\n---- + page";
     for (std::size_t at = out.find(header); at != std::string::npos; at = out.find(header, at + 1)) {
         const std::size_t from = at + header.size() - 4;
         labels.push_back(out.substr(from, out.find('\n', from) - from));
+        const std::size_t row = out.find("\n0x00 |", from);
+        char want[8];
+        std::snprintf(want, sizeof want, " %02X", filler_of(labels.back()));
+        EXPECT_EQ(row == std::string::npos ? "" : out.substr(row + 7, 3), want) << labels.back() << " shows another page";
     }
     return labels;
 }
@@ -124,9 +140,10 @@ TEST(DumpOrder, EveryEntryPointAndKind) {
         fiber_vendor_info_t vendor;
         fiber_diag_info_t diag;
         fiber_alarm_info_t alarm;
-        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_normal(c.kind, s.lower, s.pages, i, 1); }, &normal), c.normal);
-        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_vendor(c.kind, s.lower, s.pages, i, 1); }, &vendor), c.vendor);
-        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_diag(c.kind, s.lower, s.pages, i, 1); }, &diag), c.diag);
+        // Any non-zero dump flag requests the dump, not only 1.
+        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_normal(c.kind, s.lower, s.pages, i, 0x80); }, &normal), c.normal);
+        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_vendor(c.kind, s.lower, s.pages, i, 0x02); }, &vendor), c.vendor);
+        EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_diag(c.kind, s.lower, s.pages, i, 0xFF); }, &diag), c.diag);
         EXPECT_EQ(dumped_by([&](auto *i) { fiber_decode_alarm(c.kind, s.lower, s.pages, i, 1); }, &alarm), c.alarm);
     }
 }
@@ -288,6 +305,157 @@ TEST(KindDispatch, CoremgmtOfAnotherKindChangesOnlyUnsupported) {
         expected.unsupported = 1;
         EXPECT_EQ(std::memcmp(&core, &expected, sizeof core), 0) << "kind " << kind;
     }
+}
+
+// Module dumps (tests/data/<entry>/source.md tells where each was published;
+// the eight-page CMIS map is a synthetic fixture, the others real modules).
+// dump.bin: SFF-8472 A0h at 0 and A2h at 256; the other maps the lower page
+// at 0 and upper page N at 128 * (N + 1).
+std::vector<uint8_t> load_dump(const char *entry) {
+    std::ifstream in(std::string(FIBER_TEST_DATA) + "/" + entry + "/dump.bin", std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+template <class Record>
+long first_difference(const Record &a, const Record &b) {
+    const auto *pa = reinterpret_cast<const unsigned char *>(&a), *pb = reinterpret_cast<const unsigned char *>(&b);
+    for (std::size_t i = 0; i < sizeof a; ++i)
+        if (pa[i] != pb[i]) return static_cast<long>(i);
+    return -1;
+}
+
+// An entry point on a record full of garbage gives byte for byte what the
+// family decoder gives on a zeroed record with the kind's pages in their
+// argument places: the entry point clears the whole record, picks the
+// family by the kind and hands each page-set entry to the right argument.
+template <class Record, class Entry, class Direct>
+void expect_routed(const char *what, Entry entry, Direct direct, uint8_t rejected = 0) {
+    Record got, want;
+    std::memset(&got, 0x5A, sizeof got);
+    std::memset(&want, 0, sizeof want);
+    entry(&got);
+    direct(&want);
+    EXPECT_EQ(want.unsupported, rejected) << what;
+    EXPECT_EQ(first_difference(got, want), -1) << what << ": first differing byte";
+}
+
+TEST(KindDispatch, EntryPointsHandEachPageToItsDecoderArgument) {
+    const std::vector<uint8_t> sfp = load_dump("sfp-10g-lr-flexoptix-pb1696"), qsfp = load_dump("qsfp28-100g-sr4-mellanox-mma1b00"),
+                               cmis = load_dump("synthetic-fboss-cmis-400g-lr4"), dd = load_dump("qsfpdd-400g-dac-fit-cu4ep54");
+    ASSERT_EQ(std::tuple(sfp.size(), qsfp.size(), cmis.size(), dd.size()), std::tuple(512u, 640u, 6272u, 256u));
+    // No XFP dump was published: INF-8077i lower memory (bytes 0-127) and
+    // page 01h (identifier 06h at byte 128) filled with a varied pattern.
+    std::vector<uint8_t> xfp(256);
+    for (std::size_t i = 0; i < xfp.size(); ++i) xfp[i] = static_cast<uint8_t>(i * 37 + 11);
+    xfp[128] = 0x06;
+    const std::vector<std::vector<uint8_t>> before = {sfp, qsfp, cmis, dd, xfp};
+    auto upper = [](const std::vector<uint8_t> &d, unsigned n) { return d.data() + 128 * (n + 1); };
+
+    {  // SFP: lower-page argument A0h, entry 00h A2h.
+        SCOPED_TRACE("SFP");
+        const uint8_t *a0 = sfp.data(), *a2 = sfp.data() + 256;
+        std::vector<uint8_t> a2_copy(a2, a2 + 128);  // the alarm decoder may change its A2h block
+        const fiber_pages_t p{a2};
+        const fiber_module_kind k = FIBER_KIND_SFP;
+        expect_routed<fiber_normal_info_t>("normal", [&](auto *i) { fiber_decode_normal(k, a0, p, i, 0); },
+                                           [&](auto *i) { fiber_decode_sfp_normal(a0, i); });
+        expect_routed<fiber_vendor_info_t>("vendor", [&](auto *i) { fiber_decode_vendor(k, a0, p, i, 0); },
+                                           [&](auto *i) { fiber_decode_sfp_vendor(a0, i); });
+        expect_routed<fiber_diag_info_t>("diag", [&](auto *i) { fiber_decode_diag(k, a0, p, i, 0); },
+                                         [&](auto *i) { fiber_decode_sfp_diag(a0, a2, 0x20, i); });
+        // A0h byte 92 reaches the decoder as its calibration bits 5-4 only:
+        // the same module as externally calibrated (58h), with a Tx bias
+        // slope of 2 (A2h bytes 76-77) so that the calibration shows.
+        std::vector<uint8_t> a0_ext(a0, a0 + 128), a2_ext(a2, a2 + 256);
+        a0_ext[92] = 0x58;
+        a2_ext[76] = 0x02;
+        const fiber_pages_t p_ext{a2_ext.data()};
+        expect_routed<fiber_diag_info_t>(
+            "diag, external calibration", [&](auto *i) { fiber_decode_diag(k, a0_ext.data(), p_ext, i, 0); },
+            [&](auto *i) { fiber_decode_sfp_diag(a0_ext.data(), a2_ext.data(), 0x10, i); });
+        expect_routed<fiber_alarm_info_t>("alarm", [&](auto *i) { fiber_decode_alarm(k, a0, p, i, 0); },
+                                          [&](auto *i) { fiber_decode_sfp_alarm(a0, a2_copy.data(), i); });
+    }
+    {  // XFP: lower-page argument page 01h, entry 00h the lower memory.
+        SCOPED_TRACE("XFP");
+        const uint8_t *lower = xfp.data(), *page01 = xfp.data() + 128;
+        const fiber_pages_t p{lower};
+        const fiber_module_kind k = FIBER_KIND_XFP;
+        expect_routed<fiber_normal_info_t>("normal", [&](auto *i) { fiber_decode_normal(k, page01, p, i, 0); },
+                                           [&](auto *i) { fiber_decode_xfp_normal(page01, i); });
+        expect_routed<fiber_vendor_info_t>("vendor", [&](auto *i) { fiber_decode_vendor(k, page01, p, i, 0); },
+                                           [&](auto *i) { fiber_decode_xfp_vendor(page01, i); });
+        expect_routed<fiber_diag_info_t>("diag", [&](auto *i) { fiber_decode_diag(k, page01, p, i, 0); },
+                                         [&](auto *i) { fiber_decode_xfp_diag(page01, lower, i); });
+        expect_routed<fiber_alarm_info_t>("alarm", [&](auto *i) { fiber_decode_alarm(k, page01, p, i, 0); },
+                                          [&](auto *i) { fiber_decode_xfp_alarm(page01, lower, i); });
+    }
+    {  // QSFP: lower page, entries 00h and 03h.
+        SCOPED_TRACE("QSFP");
+        const uint8_t *lower = qsfp.data(), *page00 = upper(qsfp, 0), *page03 = upper(qsfp, 3);
+        fiber_pages_t p{page00};
+        p[0x03] = page03;
+        const fiber_module_kind k = FIBER_KIND_QSFP;
+        expect_routed<fiber_normal_info_t>("normal", [&](auto *i) { fiber_decode_normal(k, lower, p, i, 0); },
+                                           [&](auto *i) { fiber_decode_qsfp_normal(page00, lower, i); });
+        expect_routed<fiber_vendor_info_t>("vendor", [&](auto *i) { fiber_decode_vendor(k, lower, p, i, 0); },
+                                           [&](auto *i) { fiber_decode_qsfp_vendor(page00, i); });
+        expect_routed<fiber_diag_info_t>("diag", [&](auto *i) { fiber_decode_diag(k, lower, p, i, 0); },
+                                         [&](auto *i) { fiber_decode_qsfp_diag(page00, lower, page03, i); });
+        expect_routed<fiber_alarm_info_t>("alarm", [&](auto *i) { fiber_decode_alarm(k, lower, p, i, 0); },
+                                          [&](auto *i) { fiber_decode_qsfp_alarm(page00, lower, i); });
+        // Optional page missing: null in its place. Identification without
+        // entry 00h reads a zeroed image slot (identifier 00h: rejected),
+        // not the page 00h that the same call before it left on the stack.
+        p[0x03] = nullptr;
+        expect_routed<fiber_diag_info_t>("diag without 03h", [&](auto *i) { fiber_decode_diag(k, lower, p, i, 0); },
+                                         [&](auto *i) { fiber_decode_qsfp_diag(page00, lower, nullptr, i); });
+        const fiber_pages_t without_00h{};
+        const uint8_t zeros[128] = {};
+        expect_routed<fiber_normal_info_t>(
+            "normal without 00h",
+            [&](auto *i) {
+                for (const uint8_t *const *pages : {static_cast<const uint8_t *const *>(p), without_00h})
+                    fiber_decode_normal(k, lower, pages, i, 0);
+            },
+            [&](auto *i) { fiber_decode_qsfp_normal(zeros, lower, i); }, 1);
+    }
+    {  // CMIS: lower page, entries 00h, 01h, 02h and 11h (no 12h, no VDM pages).
+        SCOPED_TRACE("CMIS");
+        const uint8_t *lower = cmis.data(), *page00 = upper(cmis, 0), *page01 = upper(cmis, 1),
+                      *page02 = upper(cmis, 2), *page11 = upper(cmis, 0x11);
+        fiber_pages_t p{page00, page01, page02};
+        p[0x11] = page11;
+        const fiber_module_kind k = FIBER_KIND_CMIS;
+        expect_routed<fiber_vendor_info_t>("vendor", [&](auto *i) { fiber_decode_vendor(k, lower, p, i, 0); },
+                                           [&](auto *i) { fiber_decode_cmis_vendor(page00, lower, page01, i); });
+        expect_routed<fiber_diag_info_t>(
+            "diag", [&](auto *i) { fiber_decode_diag(k, lower, p, i, 0); },
+            [&](auto *i) { fiber_decode_cmis_diag(page00, lower, page01, page02, page11, nullptr, i); });
+        expect_routed<fiber_alarm_info_t>(
+            "alarm", [&](auto *i) { fiber_decode_alarm(k, lower, p, i, 0); },
+            [&](auto *i) { fiber_decode_cmis_alarm(page00, lower, page01, page11, nullptr, nullptr, nullptr, i); });
+        expect_routed<fiber_coremgmt_info_t>("coremgmt", [&](auto *i) { fiber_decode_coremgmt(k, lower, p, i, 0); },
+                                             [&](auto *i) { fiber::cmis_decode_coremgmt(lower, page11, i); });
+        p[0x02] = nullptr;
+        expect_routed<fiber_diag_info_t>(
+            "diag without 02h", [&](auto *i) { fiber_decode_diag(k, lower, p, i, 0); },
+            [&](auto *i) { fiber_decode_cmis_diag(page00, lower, page01, nullptr, page11, nullptr, i); });
+        // Vendor without page 01h: neither the lower page nor page 01h reaches the decoder.
+        p[0x01] = nullptr;
+        expect_routed<fiber_vendor_info_t>("vendor without 01h",
+                                           [&](auto *i) { fiber_decode_vendor(k, lower, p, i, 0); },
+                                           [&](auto *i) { fiber_decode_cmis_vendor(page00, nullptr, nullptr, i); });
+        // Identification of a QSFP-DD whose page 01h read as zeros; page 12h
+        // missing: null in its place.
+        const uint8_t zeros[128] = {};
+        const fiber_pages_t q{upper(dd, 0), zeros};
+        expect_routed<fiber_normal_info_t>(
+            "normal", [&](auto *i) { fiber_decode_normal(k, dd.data(), q, i, 0); },
+            [&](auto *i) { fiber_decode_cmis_normal(upper(dd, 0), dd.data(), zeros, nullptr, i); });
+    }
+    // The caller's pages are only read, also where a decoder changes its copy.
+    EXPECT_EQ((std::vector<std::vector<uint8_t>>{sfp, qsfp, cmis, dd, xfp}), before);
 }
 
 TEST(SharedRules, TemperatureRoundsHalvesAwayFromZero) {

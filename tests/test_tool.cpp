@@ -59,6 +59,22 @@ TEST(FiberLog, KnownValuesBitExact) {
             << units;
 }
 
+// fiber_log is stt(fxln(tts(v))) divided by the single-precision ln 10, and
+// fiber_dbm is (fiber_log(v) - 4) * 10 in single precision below its clamps,
+// bit for bit: every whole reading, fractional ones, and readings too small
+// for 16.16 (logarithm of 0).
+TEST(FiberLog, IsTheFixedPointChainBitForBit) {
+    auto check = [](float v) {
+        const float log10 = stt(fxln(tts(v))) / std::bit_cast<float>(0x40135D8Eu);
+        ASSERT_EQ(std::tuple(bits_of(fiber_log(v)), bits_of(fiber_dbm(v))),
+                  std::tuple(bits_of(log10), bits_of((log10 - 4.0f) * 10.0f)))
+            << v;
+    };
+    for (uint32_t v = 1; v <= 65535; ++v) check(static_cast<float>(v));
+    for (float v = 1e-7f; v < 65536.0f; v *= 1.0009f) check(v);
+    for (float v : {1e-30f, 1.0f / 65536.0f, 65535.99f, std::nextafter(65536.0f, 0.0f)}) check(v);
+}
+
 // v * 65536 truncated (0.1 gives 1999h, not 199Ah); the integer part keeps
 // its low 16 bits; negatives and NaN give 0; 2^32 and above saturate to
 // 2^32 - 1 in every digit step: ((FFFFFFFFh << 4) + FFFFFFFFh) ... mod 2^32.
