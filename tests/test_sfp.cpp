@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -32,6 +33,10 @@ block a2_block(const bytes &set = {}) { return block(set, 0); }
 const block kDdm({{92, 0x68}}), kExternal({{92, 0x58}});  // byte 92: internally / externally calibrated
 
 std::string str(const char *s) { return s ? s : "(null)"; }
+template <class R>
+R filled(uint8_t fill = 0x5A) { R r; std::memset(&r, fill, sizeof r); return r; }
+template <class R>
+bool same(const R &a, const R &b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 fiber_normal_info_t identify(const bytes &set) { fiber_normal_info_t i{}; fiber_decode_sfp_normal(block(set).b, &i); return i; }
 fiber_alarm_info_t alarm(const block &a0, block &a2) { fiber_alarm_info_t i{}; fiber_decode_sfp_alarm(a0.b, a2.b, &i); return i; }
 // A record through the entry point (A2h as page 00h), from a filled one.
@@ -39,8 +44,7 @@ template <class R>
 R entry(void (*decode)(fiber_module_kind, const uint8_t *, const fiber_pages_t, R *, uint8_t), const uint8_t *a0,
         const uint8_t *a2) {
     const fiber_pages_t pages = {a2};
-    R r;
-    std::memset(&r, 0x5A, sizeof r);
+    R r = filled<R>();
     decode(FIBER_KIND_SFP, a0, pages, &r, 0);
     return r;
 }
@@ -53,59 +57,46 @@ ids ids_of(const fiber_alarm_info_t &info) {
 
 // Byte 12 (nominal rate, 100 MBd), other bytes; name as displayed (prefix and type name); type id;
 // flags: c is_copper, a is_active_cable, z zx_within_90km, r is_rj45.
-struct id_case { uint8_t br; bytes set; const char *name; uint32_t type; const char *flags; };
+struct id_case { uint8_t br; bytes set; const char *name = "Unknown SFP module"; uint32_t type = 0; const char *flags = ""; };
 const id_case kIdCases[] = {
-    // 10G (byte 12 from 90 to 120): distance class, compliance codes, cable rules (byte 8 bits 3-2, byte 18 metres).
-    {103, {{19, 30}}, "10GBASE-SR-SFP+", 15, ""},                 {90, {{15, 100}}, "10GBASE-LR-SFP+", 16, ""},
-    {120, {{14, 40}}, "10GBASE-ER-SFP+", 17, ""},                 {103, {{14, 80}}, "10GBASE-ZR-SFP+", 18, ""},
-    {89, {{19, 30}}, "Unknown SFP module", 0, ""},                {121, {{19, 30}}, "Unknown SFP module", 0, ""},
-    {103, {}, "Unknown SFP module", 0, ""},                       {103, {{3, 0x40}, {16, 22}}, "10GBASE-LRM-SFP+", 50, ""},
-    {103, {{3, 0x40}, {36, 0x16}, {18, 30}}, "10GBASE-T-SFP+", 103, ""},
+    // 10G (byte 12 from 90 to 120): distance class, compliance codes (LRM needs no length), cable rules (byte 8
+    // bits 3-2, byte 18 metres; pigtail 0Bh ignores byte 8; the 10G prefix has no type 9).
+    {103, {{19, 30}}, "10GBASE-SR-SFP+", 15}, {90, {{15, 100}}, "10GBASE-LR-SFP+", 16}, {89, {{19, 30}}},
+    {120, {{14, 40}}, "10GBASE-ER-SFP+", 17}, {103, {{14, 80}}, "10GBASE-ZR-SFP+", 18}, {121, {{19, 30}}},
+    {103, {}}, {103, {{3, 0x40}}, "10GBASE-LRM-SFP+", 50}, {103, {{3, 0x40}, {36, 0x16}, {18, 30}}, "10GBASE-T-SFP+", 103},
     {103, {{2, 0x23}, {8, 0x04}, {18, 7}}, "10G-Passive Copper-SFP+", 64, "c"},
-    {103, {{2, 0x21}, {8, 0x04}, {18, 8}}, "10GUnknown module", 9, "c"},  // the 10G prefix has no type 9
-    {103, {{2, 0x21}, {8, 0x04}}, "10G-Loopback-SFP+", 66, "c"},
-    {103, {{2, 0x21}, {8, 0x0C}, {19, 30}}, "10GBASE-SR-SFP+", 15, ""},
-    {103, {{2, 0x23}, {8, 0x08}}, "10G-Active-Cable-SFP+", 33, "a"},
-    {103, {{2, 0x21}}, "10G-Active-Cable-SFP+", 33, "a"},         {103, {{2, 0x0B}}, "10G-Active-Cable-SFP+", 33, "a"},
-    {103, {{2, 0x0B}, {8, 0x04}, {18, 3}}, "10G-Active-Cable-SFP+", 33, "a"},  // pigtail 0Bh ignores byte 8
-    {103, {{3, 0x40}}, "10GBASE-LRM-SFP+", 50, ""},               // LRM needs no stated length
-    // 1000BASE (byte 12 from 10 to 14): both sides of each bound of the longest length in metres.
-    {10, {{16, 100}}, "1000BASE-SX-SFP", 9, ""},                  {14, {{16, 101}}, "1000BASE-LX-SFP", 10, ""},
-    {12, {{14, 15}}, "1000BASE-LX-SFP", 10, ""},                  {12, {{15, 151}}, "1000BASE-LH-SFP", 11, ""},
-    {12, {{14, 45}}, "1000BASE-LH-SFP", 11, ""},                  {12, {{14, 46}}, "1000BASE-ZX-SFP", 12, "z"},
-    {12, {{14, 90}}, "1000BASE-ZX-SFP", 12, "z"},                 {12, {{14, 91}}, "1000BASE-ZX-SFP", 12, ""},
-    {12, {{14, 120}}, "1000BASE-ZX-SFP", 12, ""},                 {12, {{14, 121}}, "Unknown SFP module", 0, ""},
-    {12, {{18, 255}}, "1000BASE-SX-SFP", 9, ""},  // byte 18 unscaled
-    // 100BASE (byte 12 1 or 2), BASE-T (byte 6 08h), copper pigtails (connector 21h) and the rest.
-    {1, {{16, 10}}, "100BASE-SX-SFP", 3, ""},                     {2, {{15, 100}}, "100BASE-LX-SFP", 4, ""},
-    {1, {{14, 40}}, "100BASE-LH-SFP", 5, ""},                     {1, {{14, 80}}, "100BASE-ZX-SFP", 6, ""},
-    {1, {{6, 0x08}}, "100BASE-GT-SFP", 2, "r"},                   {0, {{6, 0x08}}, "10/100/1000BASE-GT-SFP", 119, "r"},
-    {0, {{6, 0x08}, {3, 0x10}, {10, 0x40}}, "10/100/1000BASE-GT-SFP", 119, "r"},
-    {13, {{2, 0x21}, {18, 3}}, "1000-Copper-SFP", 13, "c"},       {1, {{2, 0x21}}, "100-Copper-SFP", 7, "c"},
-    {25, {{2, 0x21}}, "2.5G-Copper-SFP", 28, "c"},                {0, {{2, 0x21}}, "Unknown SFP module", 0, "c"},
-    {9, {{16, 10}}, "Unknown SFP module", 0, ""},                 {15, {{16, 10}}, "Unknown SFP module", 0, ""},
-    {3, {{16, 10}}, "Unknown SFP module", 0, ""},                 {26, {{2, 0x21}}, "Unknown SFP module", 0, "c"},
-    {24, {{2, 0x21}}, "Unknown SFP module", 0, "c"},              {25, {{16, 10}}, "Unknown SFP module", 0, ""},
-    {13, {{2, 0x23}, {16, 10}}, "1000BASE-SX-SFP", 9, ""},        {13, {{2, 0x0B}, {16, 10}}, "1000BASE-SX-SFP", 9, ""},
-    {12, {{2, 0x21}, {14, 70}}, "1000-Copper-SFP", 13, "cz"},    // the ZX flag follows the candidate type
-    // Fibre Channel (byte 10 bits 6, 5, 4, 2; byte 3 zero).
-    {21, {{10, 0x60}}, "FC(16G) SFP Module", 0, ""},              {21, {{10, 0x50}}, "FC(8G) SFP Module", 0, ""},
-    {21, {{10, 0x14}}, "FC(4G) SFP Module", 0, ""},               {21, {{10, 0x04}}, "FC(2G) SFP Module", 0, ""},
-    {0, {{6, 0x08}, {10, 0x40}}, "FC(8G) SFP Module", 0, ""},     {21, {{10, 0x08}}, "Unknown SFP module", 0, ""},
-    {21, {{10, 0x40}, {3, 0x10}}, "Unknown SFP module", 0, ""},   {25, {{10, 0x40}}, "Unknown SFP module", 0, ""},  // 2.5G first
-    // SFP28: byte 12 FFh, rate in byte 66 (none, or 91 to 119 in units of 250 MBd).
-    {255, {}, "25GBASE-SR-SFP28", 43, ""},
-    {255, {{66, 103}, {10, 0x40}}, "FC(8G) 25GBASE-SR-SFP28", 43, ""},  // the Fibre Channel prefix stays
-    {255, {{66, 90}}, "Unknown SFP module", 0, ""},               {255, {{66, 91}}, "25GBASE-SR-SFP28", 43, ""},
-    {255, {{66, 90}, {10, 0x40}}, "FC(8G) SFP Module", 0, ""},
-    {255, {{2, 0x21}, {8, 0x04}, {18, 6}}, "25GBASE-SR-SFP28", 43, "c"},  // copper pigtail flags copper first
-    {255, {{66, 119}}, "25GBASE-SR-SFP28", 43, ""},               {255, {{66, 120}}, "Unknown SFP module", 0, ""},
-    {255, {{16, 100}}, "25GBASE-SR-SFP28", 43, ""},               {255, {{16, 101}}, "25GBASE-LR-SFP28", 44, ""},
-    {255, {{14, 40}}, "25GBASE-ER-SFP28", 45, ""},                {255, {{14, 120}}, "25GBASE-ZR-SFP28", 46, ""},
-    {255, {{14, 121}}, "Unknown SFP28 module", 0, ""},            {255, {{2, 0x0B}}, "25G-Activecable-SFP28", 48, "a"},
+    {103, {{2, 0x21}, {8, 0x04}, {18, 8}}, "10GUnknown module", 9, "c"},
+    {103, {{2, 0x21}, {8, 0x04}}, "10G-Loopback-SFP+", 66, "c"}, {103, {{2, 0x21}, {8, 0x0C}, {19, 30}}, "10GBASE-SR-SFP+", 15},
+    {103, {{2, 0x23}, {8, 0x08}}, "10G-Active-Cable-SFP+", 33, "a"}, {103, {{2, 0x21}}, "10G-Active-Cable-SFP+", 33, "a"},
+    {103, {{2, 0x0B}, {8, 0x04}, {18, 3}}, "10G-Active-Cable-SFP+", 33, "a"},
+    // 1000BASE (byte 12 from 10 to 14): both sides of each bound of the longest length in metres; byte 18 unscaled.
+    {10, {{16, 100}}, "1000BASE-SX-SFP", 9}, {14, {{16, 101}}, "1000BASE-LX-SFP", 10}, {12, {{14, 121}}},
+    {12, {{14, 15}}, "1000BASE-LX-SFP", 10}, {12, {{15, 151}}, "1000BASE-LH-SFP", 11}, {12, {{18, 255}}, "1000BASE-SX-SFP", 9},
+    {12, {{14, 45}}, "1000BASE-LH-SFP", 11}, {12, {{14, 46}}, "1000BASE-ZX-SFP", 12, "z"},
+    {12, {{14, 90}}, "1000BASE-ZX-SFP", 12, "z"}, {12, {{14, 91}}, "1000BASE-ZX-SFP", 12}, {12, {{14, 120}}, "1000BASE-ZX-SFP", 12},
+    // 100BASE (byte 12 1 or 2), BASE-T (byte 6 08h), copper pigtails (connector 21h; the ZX flag follows the
+    // candidate type) and the rates next to each family.
+    {1, {{16, 10}}, "100BASE-SX-SFP", 3}, {2, {{15, 100}}, "100BASE-LX-SFP", 4}, {1, {{14, 40}}, "100BASE-LH-SFP", 5},
+    {1, {{14, 80}}, "100BASE-ZX-SFP", 6}, {1, {{6, 0x08}}, "100BASE-GT-SFP", 2, "r"}, {9, {{16, 10}}}, {15, {{16, 10}}},
+    {0, {{6, 0x08}}, "10/100/1000BASE-GT-SFP", 119, "r"}, {13, {{2, 0x21}, {18, 3}}, "1000-Copper-SFP", 13, "c"},
+    {1, {{2, 0x21}}, "100-Copper-SFP", 7, "c"}, {25, {{2, 0x21}}, "2.5G-Copper-SFP", 28, "c"}, {3, {{16, 10}}}, {25, {{16, 10}}},
+    {0, {{2, 0x21}}, "Unknown SFP module", 0, "c"}, {26, {{2, 0x21}}, "Unknown SFP module", 0, "c"},
+    {24, {{2, 0x21}}, "Unknown SFP module", 0, "c"}, {12, {{2, 0x21}, {14, 70}}, "1000-Copper-SFP", 13, "cz"},
+    {13, {{2, 0x23}, {16, 10}}, "1000BASE-SX-SFP", 9}, {13, {{2, 0x0B}, {16, 10}}, "1000BASE-SX-SFP", 9},
+    // Fibre Channel (byte 10 bits 6, 5, 4, 2; byte 3 zero; 2.5G first).
+    {21, {{10, 0x60}}, "FC(16G) SFP Module"}, {21, {{10, 0x50}}, "FC(8G) SFP Module"}, {21, {{10, 0x14}}, "FC(4G) SFP Module"},
+    {21, {{10, 0x04}}, "FC(2G) SFP Module"}, {0, {{6, 0x08}, {10, 0x40}}, "FC(8G) SFP Module"}, {21, {{10, 0x08}}},
+    {21, {{10, 0x40}, {3, 0x10}}}, {25, {{10, 0x40}}},
+    // SFP28: byte 12 FFh, rate in byte 66 (none, or 91 to 119 in units of 250 MBd); the Fibre Channel prefix
+    // stays; a copper pigtail flags copper first.
+    {255, {}, "25GBASE-SR-SFP28", 43}, {255, {{66, 103}, {10, 0x40}}, "FC(8G) 25GBASE-SR-SFP28", 43}, {255, {{66, 90}}},
+    {255, {{66, 91}}, "25GBASE-SR-SFP28", 43}, {255, {{66, 119}}, "25GBASE-SR-SFP28", 43}, {255, {{66, 120}}},
+    {255, {{2, 0x21}, {8, 0x04}, {18, 6}}, "25GBASE-SR-SFP28", 43, "c"}, {255, {{16, 100}}, "25GBASE-SR-SFP28", 43},
+    {255, {{16, 101}}, "25GBASE-LR-SFP28", 44}, {255, {{14, 40}}, "25GBASE-ER-SFP28", 45},
+    {255, {{14, 120}}, "25GBASE-ZR-SFP28", 46}, {255, {{14, 121}}, "Unknown SFP28 module"},
+    {255, {{2, 0x0B}}, "25G-Activecable-SFP28", 48, "a"}, {255, {{2, 0x23}, {8, 0x04}}, "25G-Loopback-SFP28", 75, "c"},
     {255, {{2, 0x23}, {8, 0x04}, {18, 5}}, "25G-Passive Copper-SFP28", 73, "c"},
-    {255, {{2, 0x23}, {8, 0x04}, {18, 6}}, "25GBASE-SR-SFP28", 43, ""},
-    {255, {{2, 0x23}, {8, 0x04}}, "25G-Loopback-SFP28", 75, "c"},  {255, {{2, 0x23}, {8, 0x0C}}, "25GBASE-SR-SFP28", 43, ""},
+    {255, {{2, 0x23}, {8, 0x04}, {18, 6}}, "25GBASE-SR-SFP28", 43}, {255, {{2, 0x23}, {8, 0x0C}}, "25GBASE-SR-SFP28", 43},
     {255, {{2, 0x23}, {8, 0x08}, {18, 5}}, "25G-Activecable-SFP28", 48, "a"},
     {255, {{2, 0x23}, {8, 0x08}, {18, 6}}, "25G-Activecable-SFP28", 48, "ca"},
 };
@@ -144,7 +135,7 @@ TEST(SfpIdentify, WavelengthLengthsConnector) {
 
 TEST(SfpFields, FromTheirOffsets) {
     block a0;
-    for (int n = 1; n < 128; ++n) a0.b[n] = static_cast<uint8_t>(n == 11 ? 6 : n);  // encoding 06h
+    for (int n = 1; n < 128; ++n) a0.b[n] = static_cast<uint8_t>(n == 11 ? 6 : n == 100 ? 0 : n);  // encoding 06h
     fiber_vendor_info_t v{};
     fiber_normal_info_t i{};
     fiber_decode_sfp_vendor(a0.b, &v);
@@ -152,17 +143,16 @@ TEST(SfpFields, FromTheirOffsets) {
     auto at = [&](unsigned n, unsigned len) { return std::string(a0.b + n, a0.b + n + len); };
     EXPECT_EQ(std::tuple(std::string(v.vendor_name), std::string(v.vendor_oui, v.vendor_oui + 3), std::string(v.vendor_pn),
                          std::string(v.vendor_rev), std::string(v.date_code), str(v.encoding), std::string(i.serial_number),
-                         std::string(i.vendor_specific), i.ddm_supported),
+                         std::string(i.vendor_specific, i.vendor_specific + 16), i.ddm_supported),  // zero byte 100 kept
               std::tuple(at(20, 16), at(37, 3), at(40, 16), at(56, 4), at(84, 8), "64B/66B", at(68, 16), at(96, 16), uint8_t{1}));
 }
 
 TEST(SfpEntryPoints, OtherIdentifiersAndNoDiagnosticsReportOnlyUnsupported) {
     const block a2 = a2_block({{96, 0x19}, {112, 0xFF}});
     auto only_unsupported = [&](auto decode, const block &a0) {  // the record ends all zero but unsupported
-        auto got = entry(decode, a0.b, a2.b), want = got;
-        std::memset(&want, 0, sizeof want);
+        auto got = entry(decode, a0.b, a2.b), want = filled<decltype(got)>(0);
         want.unsupported = 1;
-        return std::memcmp(&got, &want, sizeof got) == 0;
+        return same(got, want);
     };
     for (uint8_t id : {0x00, 0x02, 0x06, 0x0B, 0x0D, 0x81, 0x83}) {  // byte 63 also a wrong check code
         const block a0({{12, 103}, {19, 30}, {92, 0x68}, {20, 'V'}, {63, 0x55}, {68, 'S'}}, id);
@@ -174,26 +164,17 @@ TEST(SfpEntryPoints, OtherIdentifiersAndNoDiagnosticsReportOnlyUnsupported) {
     EXPECT_EQ(identify({{0, 0x82}, {12, 103}, {19, 30}}).trans_type, 15u);  // vendor-specific identifier
 }
 
-// True when f leaves a record filled with 5Ah as it was.
-template <class R, class F>
-bool untouched(F f) {
-    R r, before;
-    std::memset(&r, 0x5A, sizeof r);
-    std::memset(&before, 0x5A, sizeof before);
-    f(&r);
-    return std::memcmp(&r, &before, sizeof r) == 0;
-}
-
 TEST(SfpEntryPoints, FamilyDecodersIgnoreANullPointer) {
     const block a0 = block({{92, 0x68}, {12, 103}}).sealed();
     block a2 = a2_block({{110, 0x06}, {112, 0xFF}});  // A0h byte 93 zero: status bits 1 and 2 are masked
-    EXPECT_TRUE(untouched<fiber_normal_info_t>([&](auto *i) { fiber_decode_sfp_normal(nullptr, i); }));
-    EXPECT_TRUE(untouched<fiber_vendor_info_t>([&](auto *i) { fiber_decode_sfp_vendor(nullptr, i); }));
-    EXPECT_TRUE(untouched<fiber_diag_info_t>([&](auto *i) { fiber_decode_sfp_diag(nullptr, a2.b, 0x20, i); }));
-    EXPECT_TRUE(untouched<fiber_diag_info_t>([&](auto *i) { fiber_decode_sfp_diag(a0.b, nullptr, 0x10, i); }));
-    EXPECT_TRUE(untouched<fiber_alarm_info_t>([&](auto *i) { fiber_decode_sfp_alarm(nullptr, a2.b, i); }));
-    EXPECT_TRUE(untouched<fiber_alarm_info_t>([&](auto *i) { fiber_decode_sfp_alarm(a0.b, nullptr, i); }));
-    fiber_decode_sfp_normal(a0.b, nullptr);
+    auto untouched = [](auto call, auto r) { const auto before = r; call(&r); return same(r, before); };
+    EXPECT_TRUE(untouched([&](auto *i) { fiber_decode_sfp_normal(nullptr, i); }, filled<fiber_normal_info_t>()));
+    EXPECT_TRUE(untouched([&](auto *i) { fiber_decode_sfp_vendor(nullptr, i); }, filled<fiber_vendor_info_t>()));
+    EXPECT_TRUE(untouched([&](auto *i) { fiber_decode_sfp_diag(nullptr, a2.b, 0x20, i); }, filled<fiber_diag_info_t>()));
+    EXPECT_TRUE(untouched([&](auto *i) { fiber_decode_sfp_diag(a0.b, nullptr, 0x10, i); }, filled<fiber_diag_info_t>()));
+    EXPECT_TRUE(untouched([&](auto *i) { fiber_decode_sfp_alarm(nullptr, a2.b, i); }, filled<fiber_alarm_info_t>()));
+    EXPECT_TRUE(untouched([&](auto *i) { fiber_decode_sfp_alarm(a0.b, nullptr, i); }, filled<fiber_alarm_info_t>()));
+    fiber_decode_sfp_normal(a0.b, nullptr);  // a null record: nothing to write, no fault
     fiber_decode_sfp_vendor(a0.b, nullptr);
     fiber_decode_sfp_diag(a0.b, a2.b, 0x20, nullptr);
     fiber_decode_sfp_alarm(a0.b, a2.b, nullptr);
@@ -223,7 +204,7 @@ TEST(SfpFlags, EveryBitToOneFlagAndOneId) {
     }
 }
 
-TEST(SfpDiag, InternalCalibration) {
+TEST(SfpDiag, InternalCalibrationAndThresholds) {
     block a2 = a2_block().word(98, 33000).word(100, 3000).word(102, 10000).word(84, 0x0200).word(88, 0x0200).real(68, 2);
     for (uint8_t monitoring : {0x68, 0x78, 0x48}) {  // byte 92 bits 5-4 other than 01b: coefficients ignored
         const fiber_diag_info_t i = diag(block({{92, monitoring}}), a2.word(96, 0xFF80));
@@ -231,12 +212,16 @@ TEST(SfpDiag, InternalCalibration) {
                              i.module_type, i.tx_bias[1]),
                   std::tuple(-1, 33000, 3000, fiber_dbm(10000), -40.0f, uint8_t{1}, uint32_t{FIBER_DIAG_SFP}, 0));
     }
-    // Temperature in 1/256 degC rounds halves away from zero.
-    const std::pair<uint16_t, int> cases[] = {{127, 0}, {128, 1}, {0xFF81, 0}, {0x7FFF, 128}, {0x8000, -128}};
-    for (auto [raw, degrees] : cases) EXPECT_EQ(diag(kDdm, a2.word(96, raw)).temperature, degrees) << raw;
     fiber_diag_info_t none{};  // byte 92 zero: measurements without thresholds
     fiber_decode_sfp_diag(block().b, a2.word(0, 0x5000).word(96, 0x1980).b, 0x20, &none);
     EXPECT_EQ(std::tuple(none.thresholds_valid, none.temp_high_alarm, none.temperature), std::tuple(uint8_t{0}, 0, 26));
+    // A2h thresholds, four words each (high alarm, low alarm, high warning, low warning): temperature at 0
+    // (signed, 1/256 degC), voltage 8, bias 16, Tx power 24, Rx power 32. Word k holds k - 2 degC, else k + 1.
+    for (unsigned k = 0; k < 20; ++k) a2.word(2 * k, uint16_t(k < 4 ? (int(k) - 2) * 256 : int(k) + 1));
+    const fiber_diag_info_t d = diag(kExternal, a2);  // thresholds are never calibrated
+    EXPECT_EQ(std::tuple(d.temp_low_alarm, d.voltage_high_warning, d.tx_bias_low_warning, d.tx_power_high_alarm,
+                         d.rx_power_low_alarm, d.thresholds_valid),
+              std::tuple(-1, 7, 12, fiber_dbm(13), fiber_dbm(18), uint8_t{1}));
 }
 
 TEST(SfpDiag, ExternalCalibration) {
@@ -262,63 +247,43 @@ TEST(SfpDiag, ExternalCalibration) {
     EXPECT_EQ(diag(kExternal, a2.real(68, -1)).rx_power[0], -40.0f);  // below zero clamps
 }
 
-TEST(SfpAlarm, CheckCodes) {
-    const block a0 = block({{92, 0x68}, {20, 'X'}, {70, 'S'}}).sealed();
-    block a2 = a2_block({{112, 0x80}});
-    EXPECT_EQ(ids_of(alarm(a0, a2)), ids{1});
-    for (unsigned n : {1u, 62u, 63u, 64u, 94u, 95u}) {
-        block bad = a0;
-        ++bad.b[n];
-        EXPECT_EQ(ids_of(alarm(bad, a2)), (ids{1, 248})) << n;  // flags still translated
-    }
-}
-
-TEST(SfpAlarm, StatusCountsOnlyWhenMonitored) {
-    // {A0h byte 93, A2h byte 110, ids, byte 110 afterwards: the decoder's own block is masked}
-    const std::tuple<uint8_t, uint8_t, ids, uint8_t> cases[] = {
-        {0x00, 0x06, {}, 0x00}, {0x30, 0x06, {200, 232}, 0x06}, {0x10, 0x06, {200}, 0x02}, {0x20, 0x06, {232}, 0x04},
-        {0x00, 0xF9, {}, 0xF9},
+TEST(SfpAlarm, CheckCodesAndStatusMasking) {
+    // {A0h byte 93, A2h byte 110, A0h byte spoilt after sealing (0: none), ids, byte 110 afterwards: the
+    // decoder's own block is masked}. A2h byte 112 bit 7 (id 1) is raised throughout: flags are still translated.
+    const std::tuple<uint8_t, uint8_t, unsigned, ids, uint8_t> cases[] = {
+        {0x00, 0x06, 0, {1}, 0x00},   {0x30, 0x06, 0, {1, 200, 232}, 0x06}, {0x10, 0x06, 0, {1, 200}, 0x02},
+        {0x20, 0x06, 0, {1, 232}, 0x04}, {0x00, 0xF9, 0, {1}, 0xF9},       {0x00, 0x00, 1, {1, 248}, 0x00},
+        {0x00, 0x00, 62, {1, 248}, 0}, {0x00, 0x00, 63, {1, 248}, 0},    {0x00, 0x00, 64, {1, 248}, 0},
+        {0x00, 0x00, 94, {1, 248}, 0}, {0x00, 0x00, 95, {1, 248}, 0},
     };
-    for (auto &[options, status, expected, after] : cases) {
-        block a2 = a2_block({{110, status}});
-        const ids got = ids_of(alarm(block({{92, 0x68}, {93, options}}).sealed(), a2));
-        EXPECT_EQ(std::pair(got, a2.b[110]), std::pair(expected, after)) << int(options);
+    for (auto &[options, status, spoilt, expected, after] : cases) {
+        block a0 = block({{92, 0x68}, {93, options}, {20, 'X'}, {70, 'S'}}).sealed(), a2 = a2_block({{110, status}, {112, 0x80}});
+        if (spoilt) ++a0.b[spoilt];
+        EXPECT_EQ(std::pair(ids_of(alarm(a0, a2)), a2.b[110]), std::pair(expected, after)) << int(options) << " " << spoilt;
     }
     const block a2 = a2_block({{110, 0x06}});  // through the entry point the caller's A2h is left alone
     const fiber_alarm_info_t info = entry(fiber_decode_alarm, block({{92, 0x68}}).sealed().b, a2.b);
     EXPECT_EQ(std::tuple(a2.b[110], info.alarm_id_count, ids_of(info)), std::tuple(uint8_t{0x06}, 255u, ids{}));
 }
 
-// Real modules (tests/data/<entry>/source.md tells where each dump was published;
-// expected.txt holds the values published with it). dump.bin: A0h at 0, A2h at 256;
-// modules whose A0h byte 92 is zero come without A2h and report no diagnostics.
-struct real_sfp {
-    const char *entry, *name, *connector;
-    uint32_t rate, connector_class;
-    float wavelength_nm;
-    uint32_t smf_km, om3_m, om2_m, om1_m, copper_m;
-    const char *serial, *vendor, *pn, *rev, *date, *encoding;
-    bool ddm;
-    int temperature, voltage, bias;  // whole degC, 100 uV, 2 uA
-    uint16_t tx, rx;                 // 0.1 uW
-    ids alarms;
-};
-const real_sfp kRealModules[] = {
-    {"sfp-10g-lr-flexoptix-pb1696", "10GBASE-LR-SFP+", "LC", 10000, 2, 1330.0f, 10, 0, 0, 0, 0, "F79B5KH         ",
-     "FLEXOPTIX       ", "P.B1696.10.DA   ", "A   ", "191218  ", "64B/66B", true, 26, 32545, 13936, 6361, 5518, {}},
-    {"sfp-10g-lr-oem-sfp10gblr", "10GBASE-LR-SFP+", "LC", 10000, 2, 1310.0f, 10, 0, 0, 0, 0, "YAOY1060        ",
-     "OEM             ", "SFP-10GB-LR     ", "B4  ", "150703  ", "64B/66B", true, 35, 32893, 17997, 5171, 0,
-     {72, 74, 200}},  // published: 34.54 degC, 3.29 V, 35.994 mA, 0 mW; no light raises Rx power low
-                      // alarm and warning and Rx LOS (A0h byte 93 bit 4 set)
-    {"sfp-10g-sr-finisar-ftlx8571", "10GBASE-SR-SFP+", "LC", 10000, 2, 850.0f, 0, 300, 80, 30, 0, "AUJ0RCJ         ",
-     "FINISAR CORP.   ", "FTLX8571D3BCL   ", "A   ", "151029  ", "64B/66B", true, 20, 33201, 3418, 6053, 5511, {}},
-    {"sfp-10g-sr-intel-ftlx8574", "10GBASE-SR-SFP+", "LC", 10000, 2, 850.0f, 0, 300, 80, 30, 0, "A41ASYK         ",
-     "Intel Corp      ", "FTLX8574D3BNL-IT", "A   ", "200706  ", "64B/66B", true, 35, 34272, 4344, 5780, 21,
-     {72, 74, 200}},
-    {"sfp-1g-t-netgear-agm734", "1000BASE-GT-SFP", "RJ45", 1000, 1, 0.0f, 0, 0, 0, 0, 100, "181604100347    ",
-     "NETGEAR         ", "AGM734          ", "0000", "18042501", "8B10B", false, 0, 0, 0, 0, 0, {}},
-    {"sfp-gpon-odi-dfp-34x-2c2", "1000BASE-LH-SFP", "SC", 1000, 2, 1310.0f, 20, 0, 0, 0, 0, "XPON23040711    ",
-     "ODI             ", "DFP-34X-2C2     ", "    ", "230504  ", "8B10B", false, 0, 0, 0, 0, 0, {}},
+// Real modules (tests/data/<entry>/source.md tells where each dump was published; expected.txt holds the
+// values published with it). dump.bin: A0h at 0, A2h at 256; modules whose A0h byte 92 is zero come
+// without A2h and report no diagnostics.
+struct real_sfp { const char *entry, *normal, *vendor; int temperature, voltage, bias, tx, rx; ids alarms; };
+const real_sfp kRealModules[] = {  // whole degC, 100 uV, 2 uA, 0.1 uW
+    {"sfp-10g-lr-flexoptix-pb1696", "10GBASE-LR-SFP+|LC|10000/2|1330|10,0,0,0,0|F79B5KH         |1",
+     "FLEXOPTIX       |P.B1696.10.DA   |A   |191218  |64B/66B", 26, 32545, 13936, 6361, 5518, {}},
+    // Published: 34.54 degC, 3.29 V, 35.994 mA, 0 mW; no light raises Rx power low alarm and warning and Rx LOS.
+    {"sfp-10g-lr-oem-sfp10gblr", "10GBASE-LR-SFP+|LC|10000/2|1310|10,0,0,0,0|YAOY1060        |1",
+     "OEM             |SFP-10GB-LR     |B4  |150703  |64B/66B", 35, 32893, 17997, 5171, 0, {72, 74, 200}},
+    {"sfp-10g-sr-finisar-ftlx8571", "10GBASE-SR-SFP+|LC|10000/2|850|0,300,80,30,0|AUJ0RCJ         |1",
+     "FINISAR CORP.   |FTLX8571D3BCL   |A   |151029  |64B/66B", 20, 33201, 3418, 6053, 5511, {}},
+    {"sfp-10g-sr-intel-ftlx8574", "10GBASE-SR-SFP+|LC|10000/2|850|0,300,80,30,0|A41ASYK         |1",
+     "Intel Corp      |FTLX8574D3BNL-IT|A   |200706  |64B/66B", 35, 34272, 4344, 5780, 21, {72, 74, 200}},
+    {"sfp-1g-t-netgear-agm734", "1000BASE-GT-SFP|RJ45|1000/1|0|0,0,0,0,100|181604100347    |0",
+     "NETGEAR         |AGM734          |0000|18042501|8B10B", 0, 0, 0, 0, 0, {}},
+    {"sfp-gpon-odi-dfp-34x-2c2", "1000BASE-LH-SFP|SC|1000/2|1310|20,0,0,0,0|XPON23040711    |0",
+     "ODI             |DFP-34X-2C2     |    |230504  |8B10B", 0, 0, 0, 0, 0, {}},
 };
 
 TEST(SfpRealModule, DecodesAsPublished) {
@@ -326,44 +291,23 @@ TEST(SfpRealModule, DecodesAsPublished) {
         uint8_t raw[512] = {};
         FILE *f = std::fopen((std::string(FIBER_TEST_DATA) + "/" + m.entry + "/dump.bin").c_str(), "rb");
         ASSERT_TRUE(f) << m.entry;
-        EXPECT_EQ(std::fread(raw, 1, sizeof raw, f), m.ddm ? 512u : 256u) << m.entry;
+        const bool ddm = std::fread(raw, 1, sizeof raw, f) == 512;
         std::fclose(f);
-        const uint8_t *a2 = raw + 256;
-        const auto id = entry(fiber_decode_normal, raw, a2);
-        const auto v = entry(fiber_decode_vendor, raw, a2);
-        const auto d = entry(fiber_decode_diag, raw, a2);
-        const auto a = entry(fiber_decode_alarm, raw, a2);  // check codes hold in every dump
-        EXPECT_EQ(std::tuple(str(id.name_prefix) + str(id.type_name), str(id.connector_name), id.rate_mbps, id.connector_class,
-                             id.wavelength_nm, id.length_smf_km, id.length_om3_m, id.length_om2_m, id.length_om1_m,
-                             id.length_copper_m, std::string(id.serial_number), id.ddm_supported),
-                  std::tuple(m.name, m.connector, m.rate, m.connector_class, m.wavelength_nm, m.smf_km, m.om3_m, m.om2_m,
-                             m.om1_m, m.copper_m, m.serial, uint8_t(m.ddm)))
+        const auto i = entry(fiber_decode_normal, raw, raw + 256);
+        const auto v = entry(fiber_decode_vendor, raw, raw + 256);
+        const auto d = entry(fiber_decode_diag, raw, raw + 256);
+        const auto a = entry(fiber_decode_alarm, raw, raw + 256);  // check codes hold in every dump
+        std::ostringstream normal, vendor;
+        normal << (i.name_prefix ? i.name_prefix : "") << i.type_name << '|' << i.connector_name << '|' << i.rate_mbps << '/'
+               << i.connector_class << '|' << i.wavelength_nm << '|' << i.length_smf_km << ',' << i.length_om3_m << ','
+               << i.length_om2_m << ',' << i.length_om1_m << ',' << i.length_copper_m << '|' << i.serial_number << '|'
+               << +i.ddm_supported;
+        vendor << v.vendor_name << '|' << v.vendor_pn << '|' << v.vendor_rev << '|' << v.date_code << '|' << v.encoding;
+        EXPECT_EQ(std::tuple(normal.str(), vendor.str(), d.temperature, d.voltage, d.tx_bias[0], d.tx_power[0],
+                             d.rx_power[0], ids_of(a), a.alarm_id_count, d.unsupported, a.unsupported),
+                  std::tuple(m.normal, m.vendor, m.temperature, m.voltage, m.bias, ddm ? fiber_dbm(m.tx) : 0.0f,
+                             ddm ? fiber_dbm(m.rx) : 0.0f, m.alarms, ddm ? 255u : 0u, uint8_t(!ddm), uint8_t(!ddm)))
             << m.entry;
-        EXPECT_EQ(std::memcmp(id.vendor_specific, raw + 96, 16), 0) << m.entry;  // as stored, zero bytes included
-        EXPECT_EQ(std::tuple(std::string(v.vendor_name), std::string(v.vendor_oui, v.vendor_oui + 3), std::string(v.vendor_pn),
-                             std::string(v.vendor_rev), std::string(v.date_code), str(v.encoding)),
-                  std::tuple(m.vendor, std::string(raw + 37, raw + 40), m.pn, m.rev, m.date, m.encoding))
-            << m.entry;
-        if (!m.ddm) {
-            EXPECT_EQ(std::tuple(d.unsupported, d.module_type, a.unsupported, a.alarm_id_count),
-                      std::tuple(uint8_t{1}, 0u, uint8_t{1}, 0u)) << m.entry;
-            continue;
-        }
-        EXPECT_EQ(std::tuple(d.temperature, d.voltage, d.tx_bias[0], d.tx_power[0], d.rx_power[0], ids_of(a), a.alarm_id_count),
-                  std::tuple(m.temperature, m.voltage, m.bias, fiber_dbm(m.tx), fiber_dbm(m.rx), m.alarms, 255u))
-            << m.entry;
-        // A2h thresholds, four words each (high alarm, low alarm, high warning, low warning): temperature
-        // at 0 (whole degrees in these modules), voltage 8, bias 16, Tx power 24, Rx power 32.
-        auto w = [&](unsigned n) { return a2[n] << 8 | a2[n + 1]; };
-        std::vector<double> want, got = {
-            double(d.temp_high_alarm),    double(d.temp_low_alarm),    double(d.temp_high_warning),    double(d.temp_low_warning),
-            double(d.voltage_high_alarm), double(d.voltage_low_alarm), double(d.voltage_high_warning), double(d.voltage_low_warning),
-            double(d.tx_bias_high_alarm), double(d.tx_bias_low_alarm), double(d.tx_bias_high_warning), double(d.tx_bias_low_warning),
-            d.tx_power_high_alarm,        d.tx_power_low_alarm,        d.tx_power_high_warning,        d.tx_power_low_warning,
-            d.rx_power_high_alarm,        d.rx_power_low_alarm,        d.rx_power_high_warning,        d.rx_power_low_warning};
-        for (unsigned n = 0; n < 40; n += 2)
-            want.push_back(n < 8 ? int16_t(w(n)) / 256 : n < 24 ? w(n) : fiber_dbm(float(w(n))));
-        EXPECT_EQ(got, want) << m.entry;
     }
 }
 
