@@ -119,7 +119,7 @@ inline int32_t ln_fixed(uint32_t x) {
     // and the tail is rounded to nearest rather than truncated, which
     // centres that path's error in the same -1.25 .. +3.33 window.
     const uint32_t tail = 0x80000000u - x;
-    y -= halved ? (tail + 0x4000u) >> 15 : tail >> 15;
+    y -= (tail + (static_cast<uint32_t>(halved) << 14)) >> 15;  // + 0.5 rounds the halved path
     return static_cast<int32_t>(y);
 }
 
