@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Google Benchmark suite: the five entry points for each family on real
 // module pages with every page the family uses present, each family decoder
 // on its own, and fiber_dbm over a spread of powers next to the libm

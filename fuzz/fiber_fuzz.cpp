@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // libFuzzer target: one input is a module kind (supported or not), a subset
 // of present pages with their contents, and arguments for the lookups and
 // numeric helpers (layout in fuzz_input.h). Every page lives in a heap

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The byte layout of one fuzz input, shared by the fuzz target (which reads
 // it) and the seed generator (which writes real modules in it):
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes the fuzz seed corpus in the input layout of fuzz_input.h: the
 // sample modules (samples/*.bin), each bundled real module (tests/data,
 // plus the built XFP) once with the pages its dump holds and, where that

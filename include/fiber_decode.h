@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * fiberdecode: decoding of pluggable transceiver module memory
  * (SFF-8472 SFP/SFP+/SFP28, INF-8077i XFP, SFF-8436/SFF-8636 QSFP,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CMIS family (QSFP-DD, QSFP56, DSFP and the eight-lane modules recognised by
 // their lower page): identification, the lower-page queries, vendor
 // information, diagnostics, alarms and the module / data-path state.

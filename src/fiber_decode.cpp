@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Entry points: the calling frame shared by the five operations (pointer
 // rules, page dump, working image, dispatch on the module kind) and the
 // page dump itself.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Internal helpers shared by the decoders. Nothing here is exported: the
 // library is built with -fvisibility=hidden and only the names of
 // fiber_decode.h carry FIBER_API.

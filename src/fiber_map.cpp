@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reference tables and their lookups: transceiver types, connector and
 // encoding names (SFF-8024), the alarm text catalogue, and the CMIS module
 // and data-path state machines.

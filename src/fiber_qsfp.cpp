@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // QSFP family (SFF-8436 / SFF-8636): identification, vendor, diagnostics and
 // alarm decoders. Page 00h is read with upper-page numbering (128..255), the
 // lower page with 0..127. QSFP-DD modules presented as QSFP (identifier 18h)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SFP family (SFF-8472: SFP, SFP+, SFP28): identification, vendor,
 // diagnostics and alarms. The A0h block is the serial ID (bytes 0-127), the
 // A2h block the diagnostics (bytes 0-127); bytes are named as SFF-8472

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numeric helpers: optical power in 0.1 uW units to dBm through a 16.16
 // fixed-point natural logarithm, big-endian register floats (SFF-8472 A2h
 // bytes 56-75), and the additive check codes of the identification areas.

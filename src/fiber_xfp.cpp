@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // XFP family (INF-8077i): identification, vendor, diagnostics and alarms.
 // The serial ID table is upper page 01h (bytes 128-255), the monitors and
 // flags live in lower memory (bytes 0-127); bytes are named as INF-8077i

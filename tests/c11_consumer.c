@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Compiled as strict C11 against the public header and linked with the
  * shared library: identifies a 1000BASE-SX SFP through the C interface. */
 #include <stdio.h>

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Compares the dynamic symbols a shared library defines with the names its
 # public header declares: nothing internal may leak, nothing public may miss.
 set -eu

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CMIS modules (QSFP-DD, QSFP56, DSFP, eight-lane): identification, the
 // lower-page queries, vendor, diagnostics, alarms, module and data-path state.
 #include <gtest/gtest.h>

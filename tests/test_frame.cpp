@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The calling frame shared by the five entry points: pointer rules, page
 // dump format and order, zeroing of the record and dispatch on the kind.
 #include <gtest/gtest.h>

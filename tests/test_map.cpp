@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reference tables: transceiver type map, connector and encoding names, the
 // alarm text catalogue and the CMIS state tables, checked through the public
 // lookups against copies of the tables written out here.

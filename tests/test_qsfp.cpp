@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // QSFP family (SFF-8436 / SFF-8636): identification rule tree, vendor
 // fields, diagnostics and alarm flags, and real module dumps.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SFP family (SFF-8472): identification, vendor, diagnostics and alarms.
 #include <gtest/gtest.h>
 

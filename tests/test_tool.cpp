@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numeric helpers: 16.16 fixed-point logarithm, dBm conversion, register
 // floats and check codes. <cmath> serves only as the reference here.
 #include <gtest/gtest.h>

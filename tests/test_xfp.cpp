@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // XFP family (INF-8077i): identification, vendor, diagnostics and alarms.
 #include <gtest/gtest.h>
 

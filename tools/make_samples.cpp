@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes the sample module images of samples/: realistic memory maps laid
 // out byte by byte from SFF-8472, SFF-8636, CMIS and INF-8077i, with their
 // check codes, vendor fields, monitors, thresholds and a few raised flags.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fiberdecode tool as a user runs it: golden text and JSON reports of the
 // samples, the JSON compared field by field with the library's records for the
 // same bytes, every input format, the --kind override, and every error with
@@ -21,7 +22,7 @@
 
 namespace {
 
-using fdtool::json;
+using fdump::json;
 using bytes = std::vector<uint8_t>;
 
 const std::string kSource = FIBER_SOURCE_DIR, kData = FIBER_CLI_DATA, kGolden = FIBER_CLI_GOLDEN;
@@ -290,9 +291,9 @@ TEST(RealModules, PublishedTextIsItsBinary) {
     };
     for (const auto &[entry, kind, field, part] : entries) {
         const std::string dir = kData + "/" + entry;
-        auto image = fdtool::make_image(read_bytes(dir + "/dump.txt"), fdtool::input_format::automatic);
+        auto image = fdump::make_image(read_bytes(dir + "/dump.txt"), fdump::input_format::automatic);
         bytes want = read_bytes(dir + "/dump.bin");
-        ASSERT_TRUE(image && image.value->format == fdtool::input_format::hex) << entry << ": " << image.error;
+        ASSERT_TRUE(image && image.value->format == fdump::input_format::hex) << entry << ": " << image.error;
         EXPECT_LE(image.value->bytes.size(), want.size()) << entry;
         image.value->bytes.resize(want.size(), 0);
         EXPECT_EQ(image.value->bytes, want) << entry;
@@ -313,7 +314,7 @@ void write_inputs() {
     std::string unread = i2cdump(bytes(256, 0x20), 0, "0x50");
     write_file("empty.bin", "");
     write_file("truncated.bin", sfp.substr(0, 300));
-    write_file("large.bin", sfp + std::string(fdtool::kMaxImage + 128 - sfp.size(), '\0'));
+    write_file("large.bin", sfp + std::string(fdump::kMaxImage + 128 - sfp.size(), '\0'));
     write_file("notes.txt", "Module in port 3 looked fine.\n");
     write_file("bad.hex", "Offset Values\n0x0000: 03 04 07 1O 00\n");
     write_file("unread.txt", unread.replace(unread.find("30: 20"), 6, "30: XX"));

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Rewrites the golden reports of the command-line decoder tests from a built
 # tool. The tests only compare; run this after a deliberate change to the
 # reports or to the library's decoding, and review the diff by eye against

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Fails when any function of the library has a stack frame above the limit,
 # reading the .su files that -fstack-usage writes next to the objects.
 # A frame of unbounded (dynamic) size fails too, and so does finding no .su

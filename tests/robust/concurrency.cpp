@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Eight threads decode modules of all four families with all five entry
 // points (and the CMIS queries) at once, for thousands of iterations; every
 // result must equal, byte for byte, the one decoded on a single thread

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tts and stt compute their 16.16 conversions without the digit and bit
 // loops of the algorithm they implement. This program runs the loops as
 // written (four hexadecimal fraction digits for tts; sixteen fraction bits

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Module images for the robustness tests, the benchmarks and the fuzz seed
 // corpus: real modules bundled in tests/data (each with its source.md) and an
 // INF-8077i XFP module built here, since no real XFP dump is published.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every decode call with dump = 0 must leave the heap alone. This program
 // replaces malloc, calloc, realloc, aligned_alloc and free, links the
 // shared library (whose calls to them, and the C++ runtime's operator new,

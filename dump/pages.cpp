@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Page mapping and the calls into the library for one module image.
 #include "pages.h"
 
@@ -5,7 +6,7 @@
 #include <cstdio>
 #include <iterator>
 
-namespace fdtool {
+namespace fdump {
 
 namespace {
 
@@ -99,6 +100,55 @@ page_plan plan_pages(module_family family, const module_image &image) {
     case module_family::unknown:
         break;
     }
+    return plan;
+}
+
+page_plan plan_given_pages(module_family family, const uint8_t *lower, const fiber_pages_t &pages) {
+    page_plan plan;
+    plan.family = family;
+    plan.kind = kind_of(family);
+    // Each given page gets its own slot of the largest entry's size, so
+    // that 512-byte CMIS entries are read in full and stay apart.
+    plan.storage.assign(kLargestEntry * (FIBER_PAGE_COUNT + 1), 0);
+    auto copy = [&](const uint8_t *from, std::size_t slot, std::size_t size) {
+        uint8_t *to = plan.storage.data() + kLargestEntry * slot;
+        std::copy(from, from + size, to);
+        return to;
+    };
+    auto entry_size = [&](unsigned n) {
+        return family == module_family::cmis && ((n >= 0x20 && n <= 0x23) || n == 0x2C) ? kLargestEntry : kPage;
+    };
+    if (lower) plan.lower = copy(lower, FIBER_PAGE_COUNT, kPage);
+    for (unsigned n = 0; n < FIBER_PAGE_COUNT; ++n)
+        if (pages[n]) plan.pages[n] = copy(pages[n], n, entry_size(n));
+
+    std::size_t highest = 0;  // the size of the same pages in the flat layout
+    switch (family) {
+    case module_family::sfp:
+        if (plan.lower) plan.present.push_back("A0h"), highest = kPage;
+        if (plan.has(0)) plan.present.push_back("A2h"), highest = kSfpA2 + kPage;
+        break;
+    case module_family::xfp:
+        if (plan.has(0)) plan.present.push_back("lower"), highest = kPage;
+        if (plan.lower) plan.present.push_back("01h"), highest = 2 * kPage;
+        break;
+    case module_family::qsfp:
+    case module_family::cmis:
+        if (plan.lower) plan.present.push_back("lower"), highest = kPage;
+        for (unsigned n = 0; n < FIBER_PAGE_COUNT; ++n)
+            if (plan.has(n)) highest = kPage * (n + 2);
+        if (family == module_family::qsfp) {
+            for (unsigned n : kQsfpPages)
+                if (plan.has(n)) plan.present.push_back(page_name(n));
+        } else {
+            for (unsigned n : kCmisPages)
+                if (plan.has(n)) plan.present.push_back(page_name(n));
+        }
+        break;
+    case module_family::unknown:
+        break;
+    }
+    plan.size = highest;
     return plan;
 }
 
@@ -213,4 +263,4 @@ void dump_pages(const page_plan &plan) {
     std::fflush(stdout);
 }
 
-}  // namespace fdtool
+}  // namespace fdump

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Text and JSON reports. Records are shown in operator units (degrees C, V,
 // mA, dBm, nm, m/km) in text; JSON carries the record fields as the library
 // fills them (units as the records define them) plus alarm ids with their
@@ -10,7 +11,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace fdtool {
+namespace fdump {
 
 namespace {
 
@@ -440,8 +441,10 @@ std::string printable(const char *field, std::size_t size) {
 }
 
 std::string text_header(const decoded_module &m) {
-    const char *source = m.format == input_format::hex ? "hex text" : m.format == input_format::optoe ? "optoe file"
-                                                                                                     : "raw image";
+    const char *source = m.format == input_format::hex     ? "hex text"
+                         : m.format == input_format::optoe ? "optoe file"
+                         : m.format == input_format::pages ? "pages read"
+                                                           : "raw image";
     std::string out = strprintf("%s: %s module%s, %s, %zu bytes (%s)\n", m.file.c_str(), family_title(m.family),
                                 m.family_forced ? " (--kind)" : "", source, m.size, join(m.pages, ", ").c_str());
     for (const auto &note : m.notes) out += "  Note: " + note + "\n";
@@ -478,4 +481,4 @@ json json_report(const decoded_module &m) {
                 {"coremgmt", optional_json(m.coremgmt, coremgmt_json)}};
 }
 
-}  // namespace fdtool
+}  // namespace fdump

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading module dumps: files, format detection, hex text parsing and the
 // family of the module from its SFF-8024 identifier.
 #include "image.h"
@@ -10,7 +11,7 @@
 
 #include "fiber_decode.h"
 
-namespace fdtool {
+namespace fdump {
 
 namespace {
 
@@ -365,6 +366,7 @@ const char *format_name(input_format format) {
     case input_format::raw: return "raw";
     case input_format::optoe: return "optoe";
     case input_format::hex: return "hex";
+    case input_format::pages: return "pages";
     }
     return "?";
 }
@@ -403,4 +405,4 @@ std::optional<module_family> parse_family_name(std::string_view name) {
     return std::nullopt;
 }
 
-}  // namespace fdtool
+}  // namespace fdump

@@ -1,9 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a module image to the library's calls: which bytes go to the
 // lower-page argument and to which page-set entries, and the records that
 // each operation fills.
-#ifndef FIBERDECODE_TOOLS_PAGES_H
-#define FIBERDECODE_TOOLS_PAGES_H
+#ifndef FIBERDECODE_DUMP_PAGES_H
+#define FIBERDECODE_DUMP_PAGES_H
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,7 +13,7 @@
 #include "fiber_decode.h"
 #include "image.h"
 
-namespace fdtool {
+namespace fdump {
 
 // The arguments of every entry point for one image. Per kind (as the public
 // header's table says):
@@ -42,6 +44,10 @@ struct page_plan {
 
 page_plan plan_pages(module_family family, const module_image &image);
 
+// A plan over pages a caller read itself (see decode_pages in dump.h): the
+// pages are copied, and only the ones given are present.
+page_plan plan_given_pages(module_family family, const uint8_t *lower, const fiber_pages_t &pages);
+
 fiber_module_kind kind_of(module_family family);
 
 // Everything decoded from one file. A record is present when its operation
@@ -63,6 +69,9 @@ struct decoded_module {
     // Empty when the module was decoded; otherwise why it was not (the
     // family decoder rejected its identification or vendor block).
     std::string failure;
+    // The pages the records were decoded from, for what the records do not
+    // carry (the page dump, calibration constants, descriptions).
+    std::shared_ptr<const page_plan> plan;
 };
 
 decoded_module decode_module(const page_plan &plan);
@@ -72,6 +81,6 @@ decoded_module decode_module(const page_plan &plan);
 // standard output.
 void dump_pages(const page_plan &plan);
 
-}  // namespace fdtool
+}  // namespace fdump
 
 #endif

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 // Module images for the command-line decoder: reading a file, telling its
 // input format, parsing hex text, and telling the module family from the
 // SFF-8024 identifier byte. Every failure comes back as a message for the
 // user; nothing here throws or aborts on bad input.
-#ifndef FIBERDECODE_TOOLS_IMAGE_H
-#define FIBERDECODE_TOOLS_IMAGE_H
+#ifndef FIBERDECODE_DUMP_IMAGE_H
+#define FIBERDECODE_DUMP_IMAGE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -12,14 +13,15 @@
 #include <string_view>
 #include <vector>
 
-namespace fdtool {
+namespace fdump {
 
 // How the bytes of a file are laid out.
 //  raw:   the binary image as `ethtool -m DEV raw on` writes it;
 //  optoe: the flat sysfs file of the optoe driver (a raw image is a prefix);
 //  hex:   text: `ethtool -m DEV hex on`, plain hex dumps, hexdump -C style
 //         dumps and i2cdump byte-mode output.
-enum class input_format { automatic, raw, optoe, hex };
+// pages: pages a caller read itself (live reads, bindings), not a file.
+enum class input_format { automatic, raw, optoe, hex, pages };
 
 enum class module_family { unknown, sfp, xfp, qsfp, cmis };
 
@@ -81,6 +83,6 @@ const char *family_title(module_family family);       // "SFP", "XFP", ...
 std::optional<input_format> parse_format_name(std::string_view name);
 std::optional<module_family> parse_family_name(std::string_view name);
 
-}  // namespace fdtool
+}  // namespace fdump
 
 #endif

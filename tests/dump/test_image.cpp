@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The decoder's input side through its core library: hex text parsing (gaps,
 // page titles, repeated lines, restarts, errors), format and family detection,
 // the pages each family needs, the page mapping per kind, and the units of
@@ -13,7 +14,7 @@
 
 namespace {
 
-using namespace fdtool;
+using namespace fdump;
 using bytes = std::vector<uint8_t>;
 
 // `size` zero bytes with the given (offset, value) bytes set.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fiberdecode: decodes pluggable module memory dumps (raw, optoe or hex
 // text) with the fiberdecode library and prints a text or JSON report per
 // file.
@@ -13,13 +14,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include "image.h"
-#include "pages.h"
-#include "report.h"
+#include "dump.h"
 
 namespace {
 
-using namespace fdtool;
+using namespace fdump;
 
 constexpr int kDecoded = 0;
 constexpr int kNotDecoded = 1;
@@ -42,36 +41,12 @@ void write(const std::string &text) { std::fwrite(text.data(), 1, text.size(), s
 
 int decode_file(const options &opt, const std::string &path, bool first) {
     const std::string name = path == "-" ? "<stdin>" : path;
-    auto data = read_file(path);
-    if (!data) {
-        error(name, data.error);
+    auto decoded = decode_path(path, decode_options{opt.format, opt.kind});
+    if (!decoded) {
+        error(name, decoded.error);
         return kBadInput;
     }
-    auto image = make_image(*data.value, opt.format);
-    if (!image) {
-        error(name, image.error);
-        return kBadInput;
-    }
-    module_family family = opt.kind ? *opt.kind : detect_family(image.value->bytes);
-    if (family == module_family::unknown) {
-        char buf[128];
-        std::snprintf(buf, sizeof buf, "unrecognised module identifier %02Xh at byte 0 (--kind decodes it anyway)",
-                      image.value->bytes[0]);
-        error(name, buf);
-        return kBadInput;
-    }
-    if (std::string missing = check_needs(family, *image.value); !missing.empty()) {
-        error(name, missing);
-        return kBadInput;
-    }
-
-    page_plan plan = plan_pages(family, *image.value);
-    decoded_module module = decode_module(plan);
-    module.file = name;
-    module.format = image.value->format;
-    module.size = image.value->bytes.size();
-    module.family_forced = opt.kind.has_value();
-
+    const decoded_module &module = *decoded.value;
     if (opt.json) {
         write(json_report(module).dump(2) + "\n");
     } else {
@@ -79,7 +54,7 @@ int decode_file(const options &opt, const std::string &path, bool first) {
         write(text_header(module));
         if (opt.dump) {
             write("\nPage dump\n");
-            dump_pages(plan);
+            dump_pages(*module.plan);
         }
         write(text_body(module));
     }

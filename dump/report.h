@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports of a decoded module: readable text and one JSON document.
-#ifndef FIBERDECODE_TOOLS_REPORT_H
-#define FIBERDECODE_TOOLS_REPORT_H
+#ifndef FIBERDECODE_DUMP_REPORT_H
+#define FIBERDECODE_DUMP_REPORT_H
 
 #include <cstdint>
 #include <string>
@@ -9,7 +10,7 @@
 
 #include "pages.h"
 
-namespace fdtool {
+namespace fdump {
 
 // Keys keep the records' field order; floats are written with the precision
 // of the records' own single-precision fields (-2.5, not -2.5000000001).
@@ -33,6 +34,6 @@ std::string format_milliamps(int32_t units_2ua);
 // printable ASCII as \xNN.
 std::string printable(const char *field, std::size_t size);
 
-}  // namespace fdtool
+}  // namespace fdump
 
 #endif
