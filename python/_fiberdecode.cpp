@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: Apache-2.0
+// fiberdecode._fiberdecode: the compiled half of the Python package. It
+// hands a dump's bytes, a file name or the pages a caller read to the dump
+// layer and keeps what comes back: the decoded module and its JSON document.
+// Python objects are made from that document, so every name and value is
+// the command's own; nothing is parsed, planned or decoded here.
+//
+// Decoding and rendering run with the GIL released; conversion to Python
+// objects happens after, with the GIL held. Input errors come back as the
+// message string (the package raises InputError with it); argument errors
+// (page sizes, page numbers, unknown format or kind names) raise ValueError.
+#include <pybind11/pybind11.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <nlohmann/detail/conversions/to_chars.hpp>
+
+#include "dump.h"
+
+namespace py = pybind11;
+
+namespace {
+
+using fdump::json;
+
+constexpr std::size_t kPage = 128;       // every page of the page set
+constexpr std::size_t kCmisEntry = 512;  // CMIS page-set entries 20h-23h and 2Ch
+
+// One decoded module: the dump layer's result and its JSON document.
+struct decoded {
+    fdump::decoded_module module;
+    json document;
+};
+
+// A contiguous byte buffer of a bytes-like object, held while it is read.
+class byte_view {
+public:
+    byte_view(py::handle object, const char *what) {
+        if (PyUnicode_Check(object.ptr()))
+            throw py::type_error(std::string(what) + " must be bytes-like (bytes, bytearray, memoryview), not str");
+        if (PyObject_GetBuffer(object.ptr(), &view_, PyBUF_SIMPLE) != 0) {
+            PyErr_Clear();
+            throw py::type_error(std::string(what) + " must be bytes-like (bytes, bytearray, memoryview), not " +
+                                 std::string(py::str(py::type::handle_of(object).attr("__name__"))));
+        }
+    }
+    byte_view(const byte_view &) = delete;
+    byte_view &operator=(const byte_view &) = delete;
+    ~byte_view() { PyBuffer_Release(&view_); }
+    const uint8_t *data() const { return static_cast<const uint8_t *>(view_.buf); }
+    std::size_t size() const { return static_cast<std::size_t>(view_.len); }
+
+private:
+    Py_buffer view_{};
+};
+
+py::object steal(PyObject *object) {
+    if (!object) throw py::error_already_set();
+    return py::reinterpret_steal<py::object>(object);
+}
+
+// A single-precision value as the JSON document writes it (the shortest
+// decimal that reads back as the same float), read as a Python float: the
+// value json.loads gives for the command's output. In a document a value
+// that is not finite is None, as the document's null.
+py::object float_value(float value) {
+    if (!std::isfinite(value)) return steal(PyFloat_FromDouble(value));
+    char text[64] = {};
+    char *end = nlohmann::detail::to_chars(text, text + sizeof text - 1, value);
+    *end = '\0';
+    return steal(PyFloat_FromDouble(std::strtod(text, nullptr)));
+}
+
+py::object float_object(float value) { return std::isfinite(value) ? float_value(value) : py::none(); }
+
+py::object to_python(const json &value) {
+    switch (value.type()) {
+    case json::value_t::null:
+    case json::value_t::discarded: return py::none();
+    case json::value_t::boolean: return py::bool_(value.get<bool>());
+    case json::value_t::number_integer: return steal(PyLong_FromLongLong(value.get<std::int64_t>()));
+    case json::value_t::number_unsigned: return steal(PyLong_FromUnsignedLongLong(value.get<std::uint64_t>()));
+    case json::value_t::number_float: return float_object(value.get<float>());
+    case json::value_t::string: {
+        const auto &s = value.get_ref<const json::string_t &>();
+        return steal(PyUnicode_DecodeUTF8(s.data(), static_cast<Py_ssize_t>(s.size()), "strict"));
+    }
+    case json::value_t::array: {
+        py::object list = steal(PyList_New(static_cast<Py_ssize_t>(value.size())));
+        Py_ssize_t i = 0;
+        for (const auto &item : value) PyList_SET_ITEM(list.ptr(), i++, to_python(item).release().ptr());
+        return list;
+    }
+    case json::value_t::object: {
+        py::object dict = steal(PyDict_New());
+        for (const auto &[key, item] : value.get_ref<const json::object_t &>()) {
+            py::object k = steal(PyUnicode_FromStringAndSize(key.data(), static_cast<Py_ssize_t>(key.size())));
+            if (PyDict_SetItem(dict.ptr(), k.ptr(), to_python(item).ptr()) != 0) throw py::error_already_set();
+        }
+        return dict;
+    }
+    case json::value_t::binary: break;
+    }
+    throw py::type_error("unexpected value in the JSON document");
+}
+
+fdump::input_format format_argument(const std::string &name) {
+    if (auto format = fdump::parse_format_name(name)) return *format;
+    throw py::value_error("unknown format '" + name + "' (auto, raw, optoe, hex)");
+}
+
+std::optional<fdump::module_family> kind_argument(const std::string &name, bool allow_auto) {
+    if (allow_auto && name == "auto") return std::nullopt;
+    if (auto family = fdump::parse_family_name(name)) return family;
+    throw py::value_error("unknown module kind '" + name + (allow_auto ? "' (auto, sfp, xfp, qsfp, cmis)"
+                                                                       : "' (sfp, xfp, qsfp, cmis)"));
+}
+
+// The dump layer's outcome as the package takes it: the decoded module, or
+// the input error's message.
+py::object result(fdump::outcome<fdump::decoded_module> &&outcome, json &&document) {
+    if (!outcome) return py::str(outcome.error);
+    return py::cast(std::make_unique<decoded>(decoded{std::move(*outcome.value), std::move(document)}));
+}
+
+template <class Decode>
+py::object decode_released(Decode &&decode) {
+    fdump::outcome<fdump::decoded_module> outcome;
+    json document;
+    {
+        py::gil_scoped_release release;
+        outcome = decode();
+        if (outcome) document = fdump::json_report(*outcome.value);
+    }
+    return result(std::move(outcome), std::move(document));
+}
+
+py::object decode_bytes(py::handle data, const std::string &name, const std::string &format,
+                        const std::string &kind) {
+    const fdump::decode_options options{format_argument(format), kind_argument(kind, true)};
+    byte_view bytes(data, "data");
+    // The command reads no more than this from a file or standard input.
+    if (bytes.size() > fdump::kMaxFileSize) return py::str("file too large for a module dump (more than 4 MiB)");
+    return decode_released([&] { return fdump::decode_bytes({bytes.data(), bytes.size()}, name, options); });
+}
+
+py::object decode_file(const std::string &path, const std::string &format, const std::string &kind) {
+    const fdump::decode_options options{format_argument(format), kind_argument(kind, true)};
+    return decode_released([&] { return fdump::decode_path(path, options); });
+}
+
+std::string page_label(long page) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%02lXh", page);
+    return text;
+}
+
+// Pages as the entry points take them: 128 bytes each, 512 for the CMIS
+// entries 20h-23h and 2Ch; a page not given stays null.
+py::object decode_pages(const std::string &kind, py::handle lower, py::handle pages, const std::string &name) {
+    const fdump::module_family family = *kind_argument(kind, false);
+    std::vector<std::vector<uint8_t>> copies;  // the pages, copied while the GIL is held
+    copies.reserve(FIBER_PAGE_COUNT + 1);
+    auto take = [&](py::handle object, const std::string &label, std::size_t size) {
+        byte_view view(object, label.c_str());
+        if (view.size() != size)
+            throw py::value_error(label + " must be exactly " + std::to_string(size) + " bytes, not " +
+                                  std::to_string(view.size()));
+        copies.emplace_back(view.data(), view.data() + view.size());
+        return copies.back().data();
+    };
+    const uint8_t *lower_page = take(lower, "lower", kPage);
+    fiber_pages_t page_set{};
+    if (!pages.is_none()) {
+        if (!PyDict_Check(pages.ptr()))
+            throw py::type_error("pages must be a dict of page number to page bytes");
+        for (auto [key, value] : py::reinterpret_borrow<py::dict>(pages)) {
+            if (!PyLong_Check(key.ptr()) || PyBool_Check(key.ptr()))
+                throw py::type_error("page numbers must be int, not " +
+                                     std::string(py::str(py::type::handle_of(key).attr("__name__"))));
+            const long page = PyLong_AsLong(key.ptr());
+            if (page == -1 && PyErr_Occurred()) throw py::error_already_set();
+            if (page < 0 || page >= FIBER_PAGE_COUNT)
+                throw py::value_error("page " + std::to_string(page) + " is outside the page set (00h-2Ch)");
+            if (value.is_none()) continue;  // a page not read
+            const bool large = family == fdump::module_family::cmis && ((page >= 0x20 && page <= 0x23) || page == 0x2C);
+            page_set[page] = take(value, "page " + page_label(page), large ? kCmisEntry : kPage);
+        }
+    }
+    return decode_released([&] { return fdump::decode_pages(family, lower_page, page_set, name); });
+}
+
+// Lookups and numeric helpers of the library.
+std::string alarm_text(long id) {
+    if (id < 0 || id >= FIBER_ALARM_COUNT)
+        throw py::value_error("alarm id " + std::to_string(id) + " is outside 0-" + std::to_string(FIBER_ALARM_COUNT - 1));
+    return fiber_alarms[id] ? fiber_alarms[id] : "";
+}
+
+py::object float_from_reg(py::handle data) {
+    byte_view view(data, "data");
+    if (view.size() != 4) throw py::value_error("data must be exactly 4 bytes, not " + std::to_string(view.size()));
+    return float_value(get_float_from_reg(view.data()));
+}
+
+int check_code(py::handle data) {
+    byte_view view(data, "data");
+    if (view.size() > static_cast<std::size_t>(INT32_MAX)) throw py::value_error("data too long");
+    return get_check_code(view.data(), static_cast<int32_t>(view.size()));
+}
+
+bool is_cmis(py::handle lower) {
+    byte_view view(lower, "lower");
+    if (view.size() != kPage) throw py::value_error("lower must be exactly 128 bytes, not " + std::to_string(view.size()));
+    return fiber_is_cmis(view.data()) != 0;
+}
+
+}  // namespace
+
+PYBIND11_MODULE(_fiberdecode, m) {
+    m.doc() = "Compiled core of the fiberdecode package; use the fiberdecode package itself.";
+
+    py::class_<decoded>(m, "Decoded", "A decoded module and its JSON document (internal).")
+        .def("get", [](const decoded &d, const std::string &key) {
+            auto it = d.document.find(key);
+            if (it == d.document.end()) throw py::key_error(key);
+            return to_python(*it);
+        }, "The document's value under KEY, as Python objects.")
+        .def("keys", [](const decoded &d) {
+            py::list keys;
+            for (const auto &[key, value] : d.document.items()) keys.append(py::str(key));
+            return keys;
+        }, "The document's keys, in order.")
+        .def("to_dict", [](const decoded &d) { return to_python(d.document); },
+             "The whole JSON document as Python objects.")
+        .def("to_json", [](const decoded &d, int indent) {
+            std::string text;
+            {
+                py::gil_scoped_release release;
+                text = d.document.dump(indent);
+            }
+            return text;
+        }, py::arg("indent"), "The JSON document as text (indent < 0: one line).")
+        .def("text", [](const decoded &d) {
+            std::string text;
+            {
+                py::gil_scoped_release release;
+                text = fdump::text_report(d.module);
+            }
+            return steal(PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "surrogateescape"));
+        }, "The command's text report.")
+        .def_property_readonly("failure", [](const decoded &d) -> py::object {
+            if (d.module.failure.empty()) return py::none();
+            return py::str(d.module.failure);
+        }, "Why the module was not decoded, or None.");
+
+    m.def("decode_bytes", &decode_bytes, py::arg("data"), py::arg("name"), py::arg("format"), py::arg("kind"));
+    m.def("decode_file", &decode_file, py::arg("path"), py::arg("format"), py::arg("kind"));
+    m.def("decode_pages", &decode_pages, py::arg("kind"), py::arg("lower"), py::arg("pages"), py::arg("name"));
+    m.def("alarm_text", &alarm_text, py::arg("id"));
+    m.def("dbm", [](float power) { return float_value(fiber_dbm(power)); }, py::arg("power"));
+    m.def("float_from_reg", &float_from_reg, py::arg("data"));
+    m.def("check_code", &check_code, py::arg("data"));
+    m.def("is_cmis", &is_cmis, py::arg("lower"));
+
+    m.attr("VERSION") = FIBERDECODE_VERSION;
+    m.attr("PAGE_COUNT") = FIBER_PAGE_COUNT;
+    m.attr("ALARM_COUNT") = FIBER_ALARM_COUNT;
+    m.attr("ALARM_TX_BIAS_BASE") = FIBER_ALARM_TX_BIAS_BASE;
+    m.attr("ALARM_RX_POWER_BASE") = FIBER_ALARM_RX_POWER_BASE;
+    m.attr("ALARM_TX_POWER_BASE") = FIBER_ALARM_TX_POWER_BASE;
+    m.attr("ALARM_RX_LOS_BASE") = FIBER_ALARM_RX_LOS_BASE;
+    m.attr("ALARM_RX_LOL_BASE") = FIBER_ALARM_RX_LOL_BASE;
+    m.attr("ALARM_TX_LOS_BASE") = FIBER_ALARM_TX_LOS_BASE;
+    m.attr("ALARM_TX_LOL_BASE") = FIBER_ALARM_TX_LOL_BASE;
+    m.attr("ALARM_TX_FAULT_BASE") = FIBER_ALARM_TX_FAULT_BASE;
+    m.attr("ALARM_CHECKSUM") = FIBER_ALARM_CHECKSUM;
+}
