@@ -69,6 +69,11 @@ struct decoded_module {
     // Empty when the module was decoded; otherwise why it was not (the
     // family decoder rejected its identification or vendor block).
     std::string failure;
+    // Set when the family's decoders turn the module's identifier away but
+    // read its map: the identifier the vendor, diagnostics, alarm and state
+    // operations were given in its place (describe.h). Identification keeps
+    // the module's own bytes.
+    std::optional<uint8_t> identifier_in_place;
     // The pages the records were decoded from, for what the records do not
     // carry (the page dump, calibration constants, descriptions).
     std::shared_ptr<const page_plan> plan;
