@@ -1,0 +1,366 @@
+// SPDX-License-Identifier: Apache-2.0
+// Module sources: the --module, --modules-file and --module-glob forms, the
+// interfaces listed by --all-interfaces, reads that hang (a FIFO nobody
+// writes) and the errors of this machine's own interfaces, through the
+// library calls and through the fiberdecode command.
+#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <grp.h>
+#include <net/if.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "source.h"
+
+namespace {
+
+using namespace fdump;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+const std::string kSamples = std::string(FIBER_SOURCE_DIR) + "/samples";
+
+// A fresh directory of this test's own.
+fs::path scratch() {
+    const auto *info = testing::UnitTest::GetInstance()->current_test_info();
+    fs::path dir = fs::path(testing::TempDir()) /
+                   ("fiberdecode-source-" + std::to_string(getpid()) + "-" + info->name());
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    return dir;
+}
+
+void write(const fs::path &path, const std::string &text) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+module_source file_source(const std::string &name, const std::string &path) {
+    return {module_source::type::file, name, path};
+}
+
+TEST(Sources, ModuleArguments) {
+    struct row {
+        const char *arg;
+        const char *name, *target, *error;
+    };
+    const row rows[] = {
+        {"port1=/sys/bus/i2c/devices/2-0050/eeprom", "port1", "/sys/bus/i2c/devices/2-0050/eeprom", ""},
+        {"Ethernet4=/tmp/a=b.bin", "Ethernet4", "/tmp/a=b.bin", ""},  // split at the first '='
+        {"p=dump with blanks.bin", "p", "dump with blanks.bin", ""},
+        {"=/dev/null", "", "", "the module name before '=' must be non-empty, without blanks or control characters"},
+        {"my port=/x", "", "", "the module name before '=' must be non-empty, without blanks or control characters"},
+        {"port1=", "", "", "no path after \"port1=\""},
+        {"/sys/bus/i2c/devices/2-0050/eeprom", "", "", "expected NAME=PATH, got \"/sys/bus/i2c/devices/2-0050/eeprom\""},
+    };
+    for (const row &r : rows) {
+        auto source = parse_module_arg(r.arg);
+        EXPECT_EQ(source.error, r.error) << r.arg;
+        if (!source) continue;
+        EXPECT_EQ(*source.value, file_source(r.name, r.target)) << r.arg;
+    }
+}
+
+TEST(Sources, ModulesFile) {
+    const fs::path dir = scratch();
+    write(dir / "good", "# ports of switch 1\r\n"
+                        "\n"
+                        "swp1 /sys/bus/i2c/devices/2-0050/eeprom\r\n"
+                        "   # indented comment\n"
+                        "swp2\t /srv/dumps/port two.bin  \n"
+                        "swp3 /srv/dumps/#3.bin");
+    auto listed = read_modules_file(dir / "good");
+    ASSERT_TRUE(listed) << listed.error;
+    EXPECT_EQ(*listed.value, (std::vector<module_source>{
+                                 file_source("swp1", "/sys/bus/i2c/devices/2-0050/eeprom"),
+                                 file_source("swp2", "/srv/dumps/port two.bin"),
+                                 file_source("swp3", "/srv/dumps/#3.bin"),
+                             }));
+
+    struct row {
+        const char *text, *error;
+    };
+    const row rows[] = {
+        {"swp1 /a\n\nswp1 /b\n", ":3: module swp1 already named on line 1"},
+        {"# header\nswp1\n", ":2: expected NAME PATH"},
+        {"swp\x01 /a\n", ":1: the module name holds a control character"},
+    };
+    for (const row &r : rows) {
+        write(dir / "bad", r.text);
+        auto bad = read_modules_file(dir / "bad");
+        EXPECT_EQ(bad.error, (dir / "bad").string() + r.error) << r.text;
+    }
+    auto missing = read_modules_file(dir / "none");
+    EXPECT_EQ(missing.error, (dir / "none").string() + ": cannot open: No such file or directory");
+    write(dir / "empty", "# nothing yet\n");
+    auto empty = read_modules_file(dir / "empty");
+    ASSERT_TRUE(empty);
+    EXPECT_TRUE(empty.value->empty());
+}
+
+TEST(Sources, GlobNamesByTheWildcardComponents) {
+    const fs::path dir = scratch();
+    for (const char *f : {"i2c/3-0050/eeprom", "i2c/2-0050/eeprom", "i2c/2-0051/name", "dumps/sfp1.bin",
+                          "dumps/qsfp2.bin", "dumps/notes.txt", "sw/a/p1/eeprom", "sw/b/p1/eeprom"})
+        write(dir / f, "x");
+    struct row {
+        std::string pattern;
+        std::vector<std::string> names, targets;
+    };
+    const std::string d = dir.string();
+    const row rows[] = {
+        {d + "/i2c/*/eeprom", {"2-0050", "3-0050"}, {d + "/i2c/2-0050/eeprom", d + "/i2c/3-0050/eeprom"}},
+        {d + "/dumps/*.bin", {"qsfp2.bin", "sfp1.bin"}, {d + "/dumps/qsfp2.bin", d + "/dumps/sfp1.bin"}},
+        {d + "/sw/*/p?/eeprom", {"a/p1", "b/p1"}, {d + "/sw/a/p1/eeprom", d + "/sw/b/p1/eeprom"}},
+        {d + "/i2c/[3]-0050/eeprom", {"3-0050"}, {d + "/i2c/3-0050/eeprom"}},
+        {d + "/dumps/sfp1.bin", {"sfp1.bin"}, {d + "/dumps/sfp1.bin"}},  // no wildcard: the file name
+        {d + "/i2c/*/nothing", {}, {}},
+    };
+    for (const row &r : rows) {
+        std::vector<std::string> names, targets;
+        for (const auto &source : glob_modules(r.pattern)) {
+            EXPECT_EQ(source.kind, module_source::type::file);
+            names.push_back(source.name);
+            targets.push_back(source.target);
+        }
+        EXPECT_EQ(names, r.names) << r.pattern;
+        EXPECT_EQ(targets, r.targets) << r.pattern;
+    }
+}
+
+TEST(Sources, AllInterfacesAreDeviceBacked) {
+    auto found = all_interfaces();
+    ASSERT_TRUE(found) << found.error;
+    std::vector<std::string> names;
+    for (const auto &source : *found.value) {
+        EXPECT_EQ(source, interface_source(source.name));
+        EXPECT_TRUE(fs::exists("/sys/class/net/" + source.name + "/device")) << source.name;
+        names.push_back(source.name);
+    }
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
+    EXPECT_EQ(std::count(names.begin(), names.end(), "lo"), 0);
+    // Every device-backed interface is listed.
+    for (const auto &entry : fs::directory_iterator("/sys/class/net"))
+        if (fs::exists(entry.path() / "device")) {
+            EXPECT_EQ(std::count(names.begin(), names.end(), entry.path().filename().string()), 1);
+        }
+}
+
+// --- reading ---
+
+TEST(Read, FilesDecodeUnderTheSourceName) {
+    auto module = read_module(file_source("swp1", kSamples + "/sfp-10g-sr.bin"), 5s);
+    ASSERT_TRUE(module) << module.error;
+    EXPECT_EQ(module.value->file, "swp1");
+    EXPECT_EQ(module.value->family, module_family::sfp);
+    EXPECT_TRUE(module.value->diag.has_value());
+
+    auto text = read_module(file_source("swp2", kSamples + "/qsfp28-100g-sr4.hex"), 5s);
+    ASSERT_TRUE(text) << text.error;
+    EXPECT_EQ(text.value->format, input_format::hex);
+
+    const fs::path dir = scratch();
+    write(dir / "garbage", "\x2A" + std::string(255, '\0'));
+    write(dir / "short", std::string(100, '\x03'));
+    struct row {
+        module_source source;
+        std::string error;
+    };
+    const row rows[] = {
+        {file_source("swp3", (dir / "none").string()),
+         "swp3 (" + (dir / "none").string() + "): cannot open: No such file or directory"},
+        {file_source("swp4", (dir / "garbage").string()),
+         "swp4 (" + (dir / "garbage").string() + "): unrecognised module identifier 2Ah at byte 0 (--kind decodes it anyway)"},
+        {file_source((dir / "short").string(), (dir / "short").string()),
+         (dir / "short").string() + ": truncated image: 100 bytes is not a whole number of 128-byte pages"},
+    };
+    for (const row &r : rows) EXPECT_EQ(read_module(r.source, 5s).error, r.error);
+}
+
+TEST(Read, HungFifoTimesOutAndDelaysNothingElse) {
+    const fs::path fifo = scratch() / "eeprom";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const module_source hung = file_source("swp9", fifo.string());
+
+    auto start = std::chrono::steady_clock::now();
+    auto first = read_module(hung, 100ms);
+    auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(first.error, "swp9 (" + fifo.string() + "): read timed out after 100 ms (abandoned)");
+    EXPECT_GE(waited, 100ms);
+    EXPECT_LT(waited, 3s);  // bounded by the timeout, not by the FIFO
+
+    // The abandoned reader is still blocked: a second read of the same file
+    // fails at once rather than stacking another blocked thread.
+    start = std::chrono::steady_clock::now();
+    auto second = read_module(hung, 10s);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 3s);
+    EXPECT_EQ(second.error, "swp9 (" + fifo.string() + "): an earlier read has not returned yet (the device does not answer)");
+
+    // Other modules read as usual meanwhile.
+    EXPECT_TRUE(read_module(file_source("swp1", kSamples + "/sfp-10g-sr.bin"), 5s));
+
+    // Once a writer comes and goes, the abandoned reader ends at end of
+    // file, and the FIFO reads like any file when someone writes a module.
+    int writer = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);
+    ASSERT_GE(writer, 0);
+    close(writer);
+    std::this_thread::sleep_for(100ms);
+    std::thread feed([&] {
+        int fd = -1;
+        for (int i = 0; i < 1000 && fd < 0; ++i) {  // until a reader opens it
+            fd = open(fifo.c_str(), O_WRONLY | O_NONBLOCK);
+            if (fd < 0) std::this_thread::sleep_for(5ms);
+        }
+        if (fd < 0) return;
+        fcntl(fd, F_SETFL, 0);
+        std::ifstream in(kSamples + "/sfp-10g-sr.bin", std::ios::binary);
+        std::string bin((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        EXPECT_EQ(::write(fd, bin.data(), bin.size()), static_cast<ssize_t>(bin.size()));
+        close(fd);
+    });
+    outcome<decoded_module> again;
+    for (int i = 0; i < 300; ++i) {
+        again = read_module(hung, 5s);
+        if (again || again.error.find("has not returned") == std::string::npos) break;
+        std::this_thread::sleep_for(10ms);
+    }
+    feed.join();
+    ASSERT_TRUE(again) << again.error;
+    EXPECT_EQ(again.value->file, "swp9");
+    EXPECT_EQ(again.value->family, module_family::sfp);
+}
+
+// --- interfaces: this machine has no pluggable module ---
+
+bool privileged() { return geteuid() == 0; }
+
+TEST(Read, InterfaceErrorsNameTheInterface) {
+    struct row {
+        std::string iface, error;
+    };
+    std::vector<row> rows = {
+        {"fdnosuch0", "fdnosuch0: no such network interface"},
+        {"a-name-longer-than-ifnamsiz", "a-name-longer-than-ifnamsiz: no such network interface"},
+        {"../lo", "../lo: no such network interface"},
+        // The loopback driver has no module access; without CAP_NET_ADMIN
+        // the kernel refuses before it asks the driver.
+        {"lo", privileged() ? "lo: the driver gives no access to plug-in module EEPROM (Operation not supported)"
+                            : "lo: permission denied: reading a module's EEPROM needs CAP_NET_ADMIN"},
+    };
+    for (const row &r : rows) EXPECT_EQ(read_module(interface_source(r.iface), 5s).error, r.error);
+
+    // eth0, when there is one: decoded, or an error that names it.
+    if (if_nametoindex("eth0") == 0) GTEST_SKIP() << "no eth0 here";
+    auto eth0 = read_module(interface_source("eth0"), 5s);
+    if (!eth0) {
+        EXPECT_EQ(eth0.error.rfind("eth0: ", 0), 0u) << eth0.error;
+    }
+}
+
+// --- the command ---
+
+struct run_result {
+    int status;
+    std::string out, err;
+};
+
+// Runs fiberdecode with `args`; `unprivileged` drops to the nobody user
+// first (as root only).
+run_result run_tool(const std::vector<std::string> &args, bool unprivileged = false) {
+    const fs::path dir = fs::path(testing::TempDir()) / ("fiberdecode-run-" + std::to_string(getpid()));
+    fs::create_directories(dir);
+    const std::string out = (dir / "out").string(), err = (dir / "err").string();
+    pid_t pid = fork();
+    if (pid == 0) {
+        int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+        dup2(o, 1), dup2(e, 2);
+        if (unprivileged && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)) _exit(99);
+        std::vector<char *> argv{const_cast<char *>(FIBERDECODE_TOOL)};
+        for (const auto &a : args) argv.push_back(const_cast<char *>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(FIBERDECODE_TOOL, argv.data());
+        _exit(98);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    auto slurp = [](const std::string &path) {
+        std::ifstream in(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    };
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
+}
+
+TEST(Command, Interfaces) {
+    run_result lo = run_tool({"--interface", "lo"});
+    EXPECT_EQ(lo.status, 2);
+    EXPECT_EQ(lo.out, "");
+    EXPECT_EQ(lo.err, privileged()
+                          ? "fiberdecode: lo: the driver gives no access to plug-in module EEPROM (Operation not supported)\n"
+                          : "fiberdecode: lo: permission denied: reading a module's EEPROM needs CAP_NET_ADMIN\n");
+
+    run_result json_run = run_tool({"--json", "--interface", "fdnosuch0", "--interface", "lo"});
+    EXPECT_EQ(json_run.status, 2);
+    EXPECT_EQ(json_run.out, "");
+    EXPECT_NE(json_run.err.find("fiberdecode: fdnosuch0: no such network interface\nfiberdecode: lo: "), std::string::npos)
+        << json_run.err;
+
+    // A file and a failing interface: the file is still reported, status 2.
+    run_result mixed = run_tool({kSamples + "/sfp-1g-t.bin", "--interface", "fdnosuch0"});
+    EXPECT_EQ(mixed.status, 2);
+    EXPECT_NE(mixed.out.find("sfp-1g-t.bin: SFP module"), std::string::npos) << mixed.out;
+
+    if (privileged()) {
+        run_result denied = run_tool({"--interface", "lo"}, true);
+        EXPECT_EQ(denied.status, 2);
+        EXPECT_EQ(denied.err, "fiberdecode: lo: permission denied: reading a module's EEPROM needs CAP_NET_ADMIN\n");
+    }
+}
+
+TEST(Command, FileSources) {
+    const fs::path dir = scratch();
+    write(dir / "list", "swp1 " + kSamples + "/sfp-10g-sr.bin\nswp2 " + kSamples + "/qsfpdd-400g-fr4.hex\n");
+    run_result r = run_tool({"--json", "--module", "cage7=" + kSamples + "/xfp-10g-lr.bin", "--modules-file",
+                             (dir / "list").string(), "--module-glob", kSamples + "/qsfp28-*.bin"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    std::vector<std::string> files;
+    for (std::size_t at = 0; (at = r.out.find("\"file\": \"", at)) != std::string::npos; at += 9)
+        files.push_back(r.out.substr(at + 9, r.out.find('"', at + 9) - at - 9));
+    EXPECT_EQ(files, (std::vector<std::string>{"cage7", "swp1", "swp2", "qsfp28-100g-sr4.bin"}));
+
+    ASSERT_EQ(mkfifo((dir / "hung").c_str(), 0600), 0);
+    run_result hung = run_tool({"--timeout", "0.2", "--module", "swp5=" + (dir / "hung").string(), "--module",
+                                "swp6=" + kSamples + "/sfp-1g-t.bin"});
+    EXPECT_EQ(hung.status, 2);
+    EXPECT_EQ(hung.err, "fiberdecode: swp5 (" + (dir / "hung").string() + "): read timed out after 200 ms (abandoned)\n");
+    EXPECT_NE(hung.out.find("swp6: SFP module"), std::string::npos) << hung.out;
+
+    struct row {
+        std::vector<std::string> args;
+        std::string err;
+    };
+    const row rows[] = {
+        {{"--module", "swp1"}, "fiberdecode: --module swp1: expected NAME=PATH, got \"swp1\"\n"},
+        {{"--module-glob", (dir / "*.nothing").string()},
+         "fiberdecode: --module-glob " + (dir / "*.nothing").string() + ": no file matches\n"},
+        {{"--modules-file", (dir / "none").string()},
+         "fiberdecode: " + (dir / "none").string() + ": cannot open: No such file or directory\n"},
+    };
+    for (const row &c : rows) {
+        run_result bad = run_tool(c.args);
+        EXPECT_EQ(bad.status, 2);
+        EXPECT_EQ(bad.err, c.err);
+    }
+}
+
+}  // namespace
