@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Page mapping and the calls into the library for one module image.
 #include "pages.h"
+#include "readings.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -244,6 +245,9 @@ decoded_module decode_module(const page_plan &plan) {
         d.failure = no_type(plan.family);
     if (plan.family == module_family::sfp && d.diag && d.diag->unsupported && plan.lower[kSfpDiagType] == 0)
         d.notes.push_back("the module implements no diagnostics (A0h byte 92 is 00h)");
+    if (d.diag)
+        if (auto readings = compute_readings(plan, *d.diag, d.notes))
+            d.readings = std::make_shared<const module_readings>(std::move(*readings));
     return d;
 }
 

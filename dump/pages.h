@@ -15,6 +15,8 @@
 
 namespace fdump {
 
+struct module_readings;  // readings.h
+
 // The arguments of every entry point for one image. Per kind (as the public
 // header's table says):
 //   SFP   lower: A0h bytes 0-127            pages[0]: A2h bytes 0-127
@@ -66,6 +68,9 @@ struct decoded_module {
     std::optional<fiber_diag_info_t> diag;
     std::optional<fiber_alarm_info_t> alarm;
     std::optional<fiber_coremgmt_info_t> coremgmt;
+    // The diagnostics as the module means them (readings.h); null without
+    // decoded diagnostics.
+    std::shared_ptr<const module_readings> readings;
     // Empty when the module was decoded; otherwise why it was not (the
     // family decoder rejected its identification or vendor block).
     std::string failure;

@@ -4,6 +4,7 @@
 // fills them (units as the records define them) plus alarm ids with their
 // catalogue texts.
 #include "report.h"
+#include "readings.h"
 
 #include <algorithm>
 #include <cmath>
@@ -477,6 +478,7 @@ json json_report(const decoded_module &m) {
                 {"normal", optional_json(m.normal, normal_json)},
                 {"vendor", optional_json(m.vendor, vendor_json)},
                 {"diag", optional_json(m.diag, diag_json)},
+                {"readings", readings_json(m)},
                 {"alarm", optional_json(m.alarm, alarm_json)},
                 {"coremgmt", optional_json(m.coremgmt, coremgmt_json)}};
 }
