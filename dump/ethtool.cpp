@@ -391,7 +391,8 @@ outcome<live_image> read_interface(const std::string &iface) {
     ethtool_modinfo info{};
     info.cmd = ETHTOOL_GMODULEINFO;
     int error = ethtool_ioctl(*fd, iface, &info);
-    if (error == ENODEV) return result::fail("no such network interface");
+    // The interface exists (checked above): a driver's ENODEV here means no
+    // module in the cage.
     if (error && error != EOPNOTSUPP) return result::fail(read_error_text(error));
 
     ethtool_netlink netlink;
