@@ -2,6 +2,7 @@
 // Samples from the JSON document and the exposition text.
 #include "metrics.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -40,7 +41,7 @@ constexpr family_def kFamilies[] = {
     {family::module_state, "fiberdecode_module_state", "gauge",
      "CMIS module state (value 1; the state's name in the state label)."},
     {family::datapath_state, "fiberdecode_datapath_state", "gauge",
-     "CMIS data-path state of each of the eight host lanes (value 1; the state's name in the state label)."},
+     "CMIS data-path state per host lane (value 1; the state's name in the state label)."},
     {family::read_errors_total, "fiberdecode_read_errors_total", "counter",
      "Reads of the port that failed (source unreadable, image truncated or not a module, read timed out) since the exporter started; a missing source counts as no module, not as an error."},
     {family::last_read_success_timestamp_seconds, "fiberdecode_last_read_success_timestamp_seconds", "gauge",
@@ -88,6 +89,23 @@ const json &member(const json &object, const char *key) {
 
 std::string text_of(const json &value) { return value.is_string() ? value.get<std::string>() : std::string(); }
 
+// A coded value of the description: {"code": N, "name": "..."} gives its name.
+std::string name_of(const json &value) { return value.is_object() ? text_of(member(value, "name")) : text_of(value); }
+
+// CMIS host lanes with a data path: the most host lanes an advertised
+// application uses (lower page and page 01h application descriptors), eight
+// when the module advertises none.
+std::size_t host_lanes(const json &report) {
+    const json &applications = member(member(report, "description"), "applications");
+    std::size_t lanes = 0;
+    if (applications.is_array())
+        for (const auto &app : applications) {
+            const json &n = member(app, "host_lanes");
+            if (n.is_number_unsigned() || n.is_number_integer()) lanes = std::max<std::size_t>(lanes, n.get<std::size_t>());
+        }
+    return lanes == 0 || lanes > 8 ? 8 : lanes;
+}
+
 // A power in dBm: the document's number, or -Inf where the document writes
 // null because the power is 0 W (dBm has no value for no light); nothing
 // where the power itself is unknown.
@@ -110,7 +128,7 @@ void add_identification(sample_set &set, const std::string &port, const json &re
     set.add(family::module_info,
             label_set({{"port", port},
                        {"family", text_of(member(report, "kind"))},
-                       {"identifier", text_of(member(description, "identifier"))},
+                       {"identifier", name_of(member(description, "identifier"))},
                        {"vendor", text_of(member(vendor, "vendor_name"))},
                        {"part_number", text_of(member(vendor, "vendor_pn"))},
                        {"serial", text_of(member(normal, "serial_number"))},
@@ -157,14 +175,16 @@ void add_alarms(sample_set &set, const std::string &port, const json &alarm) {
     }
 }
 
-void add_states(sample_set &set, const std::string &port, const json &coremgmt) {
+void add_states(sample_set &set, const std::string &port, const json &report) {
+    const json &coremgmt = member(report, "coremgmt");
     if (!coremgmt.is_object()) return;
     const json &module_state = member(coremgmt, "module_state");
     if (module_state.is_string())
         set.add(family::module_state, label_set({{"port", port}, {"state", text_of(module_state)}}), "1");
     const json &lanes = member(coremgmt, "datapath_state");
     if (!lanes.is_array()) return;
-    for (std::size_t i = 0; i < lanes.size(); ++i)
+    const std::size_t count = std::min(lanes.size(), host_lanes(report));
+    for (std::size_t i = 0; i < count; ++i)
         if (lanes[i].is_string())
             set.add(family::datapath_state,
                     label_set({{"port", port}, {"lane", std::to_string(i + 1)}, {"state", text_of(lanes[i])}}), "1");
@@ -239,7 +259,7 @@ sample_set port_samples(const std::string &port, const read_state &state, const 
     add_identification(set, port, *report);
     add_readings(set, port, member(*report, "readings"));
     add_alarms(set, port, member(*report, "alarm"));
-    add_states(set, port, member(*report, "coremgmt"));
+    add_states(set, port, *report);
     return set;
 }
 

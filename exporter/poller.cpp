@@ -40,6 +40,18 @@ void log_line(const std::string &message) {
 
 }  // namespace
 
+bool no_module(const fdump::module_source &source, const std::string &error) {
+    if (source.kind == fdump::module_source::type::file) {
+        struct stat st;
+        return stat(source.target.c_str(), &st) != 0 && errno == ENOENT;
+    }
+    // The dump layer's texts for an interface without a module to read.
+    for (const char *text : {": no such network interface", ": the driver gives no access to plug-in module EEPROM",
+                             ": no module"})
+        if (error.find(text) != std::string::npos) return true;
+    return false;
+}
+
 read_result read_source(const fdump::module_source &source, std::chrono::milliseconds timeout) {
     read_result result;
     auto decoded = fdump::read_module(source, timeout);
@@ -48,9 +60,7 @@ read_result read_source(const fdump::module_source &source, std::chrono::millise
         return result;
     }
     result.error = decoded.error;
-    struct stat st;
-    result.absent = source.kind == fdump::module_source::type::file && stat(source.target.c_str(), &st) != 0 &&
-                    errno == ENOENT;
+    result.absent = no_module(source, decoded.error);
     return result;
 }
 

@@ -34,8 +34,14 @@ struct read_result {
 
 using reader = std::function<read_result(const fdump::module_source &, std::chrono::milliseconds timeout)>;
 
+// Whether a failed read means that there is no module to read rather than
+// a fault: a file that does not exist; an interface that does not exist,
+// whose driver gives no module access (copper ports under
+// --all-interfaces), or that reports no module in its cage.
+bool no_module(const fdump::module_source &source, const std::string &error);
+
 // Reads through the dump layer (fdump::read_module) and renders the JSON
-// document; a file source whose path does not exist is absent.
+// document; a failure no_module() accepts is absent.
 read_result read_source(const fdump::module_source &source, std::chrono::milliseconds timeout);
 
 struct port_status {

@@ -77,7 +77,8 @@ json sample_document() {
       "kind": "cmis",
       "normal": {"name_prefix": null, "type_name": "400GBASE-FR4-QSFP-DD", "serial_number": "SN123   "},
       "vendor": {"vendor_name": "ACME \"X\" \\ ", "vendor_pn": "PN-1    ", "vendor_rev": "01"},
-      "description": {"identifier": "QSFP-DD", "summary": "400G FR4, 2 km"},
+      "description": {"identifier": {"code": 24, "name": "QSFP-DD"}, "summary": "400G FR4, 2 km",
+                      "applications": [{"host_lanes": 4}, {"host_lanes": 8}, {"host_lanes": 1}]},
       "alarm": {"alarms": [{"id": 3, "text": "Temp high warn"}, {"id": 82, "text": "Channel-3 RX power low warn"}]},
       "coremgmt": {"module_state": "ModuleReady",
                    "datapath_state": ["Activated", "Deactivated", "Activated", "Activated",
@@ -148,6 +149,27 @@ TEST(Metrics, EveryFamilyFromTheDocumentWithItsLabelsAndUnits) {
     EXPECT_EQ(count_prefix(text, "fiberdecode_rx_power_threshold_dbm{"), 3u);
     EXPECT_EQ(count_prefix(text, "fiberdecode_datapath_state{"), 8u);
     EXPECT_EQ(text.find("-40"), std::string::npos);
+}
+
+TEST(Metrics, DataPathStatesOfTheHostLanesTheApplicationsUse) {
+    const struct {
+        const char *applications;
+        std::size_t lanes;
+    } cases[] = {
+        {R"([{"host_lanes": 4}, {"host_lanes": 2}])", 4},  // a QSFP112: four host lanes
+        {R"([{"host_lanes": 8}, {"host_lanes": 1}])", 8},
+        {R"([])", 8},                                      // none advertised: the eight the record has
+        {R"(null)", 8},
+    };
+    read_state state;
+    state.present = true;
+    for (const auto &c : cases) {
+        json doc = sample_document();
+        doc["description"]["applications"] = json::parse(c.applications);
+        const std::string text = render_one(port_samples("p", state, &doc));
+        EXPECT_EQ(count_prefix(text, "fiberdecode_datapath_state{"), c.lanes) << c.applications;
+        EXPECT_EQ(count_prefix(text, "fiberdecode_module_state{"), 1u);
+    }
 }
 
 TEST(Metrics, AFailedReadLeavesOnlyTheReadMetrics) {

@@ -134,6 +134,18 @@ TEST(Poller, FileSourcesThatDoNotExistAreAbsentNotErrors) {
     EXPECT_FALSE(r.report);
     EXPECT_FALSE(r.absent);
 
+    // Interfaces: none of this machine's holds a module (lo, the first
+    // Ethernet interface, one that does not exist); permission problems
+    // stay errors.
+    for (const char *iface : {"lo", "eth0", "fdx-nosuch0"}) {
+        r = read_source(fdump::interface_source(iface), std::chrono::milliseconds(2000));
+        EXPECT_FALSE(r.report) << iface;
+        EXPECT_TRUE(r.absent) << iface << ": " << r.error;
+    }
+    EXPECT_FALSE(no_module(fdump::interface_source("eth0"),
+                           "eth0: permission denied: reading a module's EEPROM needs CAP_NET_ADMIN"));
+    EXPECT_FALSE(no_module(fdump::interface_source("eth0"), "eth0: read timed out after 5000 ms (abandoned)"));
+
     fdump::module_source real{fdump::module_source::type::file, "s", std::string(FIBER_TEST_DATA) +
                                                                            "/sfp-10g-sr-finisar-ftlx8571/dump.bin"};
     r = read_source(real, std::chrono::milliseconds(5000));
