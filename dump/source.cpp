@@ -14,7 +14,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -59,31 +58,36 @@ std::string label(const module_source &source) {
     return source.name == source.target ? source.name : source.name + " (" + source.target + ")";
 }
 
-// The reads in flight, by target: a target whose read is blocked in the
-// kernel gets no second thread. Never destroyed, since abandoned readers may
-// still reach it while the program exits.
-struct in_flight {
-    std::mutex mutex;
-    std::set<std::pair<module_source::type, std::string>> targets;
-};
-
-in_flight &reads_in_flight() {
-    static in_flight *reads = new in_flight;
-    return *reads;
-}
-
 // What the worker hands back: a file's bytes or an interface's image.
 struct read_result {
     outcome<std::vector<uint8_t>> file;
     outcome<ethtool::live_image> live;
 };
 
+// One read in flight, shared by its worker and every caller waiting on it.
 struct read_slot {
     std::mutex mutex;
     std::condition_variable done_cv;
     bool done = false;
+    bool abandoned = false;  // a caller gave up waiting on it
     read_result result;
 };
+
+using target_key = std::pair<module_source::type, std::string>;
+
+// The reads in flight, by target: a caller that asks for a target being
+// read waits on that read instead of starting another, and a target whose
+// read was abandoned gets no second thread. Never destroyed, since abandoned
+// readers may still reach it while the program exits.
+struct in_flight {
+    std::mutex mutex;
+    std::map<target_key, std::shared_ptr<read_slot>> reads;
+};
+
+in_flight &reads_in_flight() {
+    static in_flight *reads = new in_flight;
+    return *reads;
+}
 
 }  // namespace
 
@@ -175,44 +179,55 @@ outcome<std::vector<module_source>> all_interfaces() {
 outcome<decoded_module> read_module(const module_source &source, std::chrono::milliseconds timeout,
                                     const decode_options &options) {
     using result = outcome<decoded_module>;
-    const auto key = std::make_pair(source.kind, source.target);
-    in_flight &reads = reads_in_flight();
+    const target_key key{source.kind, source.target};
+    in_flight &flights = reads_in_flight();
+    std::shared_ptr<read_slot> slot;
+    bool joined = false;
     {
-        std::lock_guard lock(reads.mutex);
-        if (!reads.targets.insert(key).second)
-            return result::fail(label(source) + ": an earlier read has not returned yet (the device does not answer)");
+        std::lock_guard lock(flights.mutex);
+        auto [it, fresh] = flights.reads.try_emplace(key);
+        if (fresh) it->second = std::make_shared<read_slot>();
+        slot = it->second;
+        joined = !fresh;
     }
-    auto slot = std::make_shared<read_slot>();
-    try {
-        std::thread([slot, source, key] {
-            read_result got;
-            if (source.kind == module_source::type::interface)
-                got.live = ethtool::read_interface(source.target);
-            else
-                got.file = read_file(source.target);
-            {
-                std::lock_guard lock(slot->mutex);
-                slot->result = std::move(got);
-                slot->done = true;
-            }
-            slot->done_cv.notify_all();
-            in_flight &reads = reads_in_flight();
-            std::lock_guard lock(reads.mutex);
-            reads.targets.erase(key);
-        }).detach();
-    } catch (const std::system_error &e) {
-        std::lock_guard lock(reads.mutex);
-        reads.targets.erase(key);
-        return result::fail(label(source) + ": cannot start a reader thread: " + e.what());
+    if (!joined) {
+        try {
+            std::thread([slot, source, key] {
+                read_result got;
+                if (source.kind == module_source::type::interface)
+                    got.live = ethtool::read_interface(source.target);
+                else
+                    got.file = read_file(source.target);
+                {
+                    in_flight &flights = reads_in_flight();
+                    std::lock_guard lock(flights.mutex);
+                    flights.reads.erase(key);
+                }
+                {
+                    std::lock_guard lock(slot->mutex);
+                    slot->result = std::move(got);
+                    slot->done = true;
+                }
+                slot->done_cv.notify_all();
+            }).detach();
+        } catch (const std::system_error &e) {
+            std::lock_guard lock(flights.mutex);
+            flights.reads.erase(key);
+            return result::fail(label(source) + ": cannot start a reader thread: " + e.what());
+        }
     }
 
     read_result got;
     {
         std::unique_lock lock(slot->mutex);
-        if (!slot->done_cv.wait_for(lock, timeout, [&] { return slot->done; }))
+        if (joined && slot->abandoned && !slot->done)
+            return result::fail(label(source) + ": an earlier read has not returned yet (the device does not answer)");
+        if (!slot->done_cv.wait_for(lock, timeout, [&] { return slot->done; })) {
+            slot->abandoned = true;
             return result::fail(label(source) + ": read timed out after " + std::to_string(timeout.count()) +
                                 " ms (abandoned)");
-        got = std::move(slot->result);
+        }
+        got = slot->result;  // other callers may share it
     }
 
     outcome<decoded_module> decoded;

@@ -15,7 +15,9 @@
 // and ends. While such a read of a target is still blocked, further reads of
 // the same target fail at once instead of starting another thread, so one
 // hung module costs one thread however often it is polled, and never delays
-// the reads of other modules.
+// the reads of other modules. Calls that ask for a target while it is being
+// read (the same file under two names, say) share that read. read_module()
+// may be called from any number of threads.
 #ifndef FIBERDECODE_DUMP_SOURCE_H
 #define FIBERDECODE_DUMP_SOURCE_H
 

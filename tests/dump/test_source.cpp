@@ -241,6 +241,31 @@ TEST(Read, HungFifoTimesOutAndDelaysNothingElse) {
     EXPECT_EQ(again.value->family, module_family::sfp);
 }
 
+TEST(Read, OneTargetReadAtOnceIsShared) {
+    // Two ports named on one FIFO ask while the first read waits for a
+    // writer: one read, whose bytes both decode under their own names.
+    const fs::path fifo = scratch() / "eeprom";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    outcome<decoded_module> a, b;
+    std::thread first([&] { a = read_module(file_source("swpA", fifo.string()), 5s); });
+    std::thread second([&] { b = read_module(file_source("swpB", fifo.string()), 5s); });
+    std::this_thread::sleep_for(200ms);
+    int fd = open(fifo.c_str(), O_WRONLY);  // waits for the one reader
+    ASSERT_GE(fd, 0);
+    std::ifstream in(kSamples + "/sfp-1g-t.bin", std::ios::binary);
+    std::string bin((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(::write(fd, bin.data(), bin.size()), static_cast<ssize_t>(bin.size()));
+    close(fd);
+    first.join();
+    second.join();
+    ASSERT_TRUE(a) << a.error;
+    ASSERT_TRUE(b) << b.error;
+    EXPECT_EQ(a.value->file, "swpA");
+    EXPECT_EQ(b.value->file, "swpB");
+    EXPECT_EQ(a.value->size, 256u);
+    EXPECT_EQ(b.value->size, 256u);
+}
+
 // --- interfaces: this machine has no pluggable module ---
 
 bool privileged() { return geteuid() == 0; }
