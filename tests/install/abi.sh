@@ -1,0 +1,44 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# The ABI guard of libfiberdecode.so.1, with libabigail.
+#   abi.sh check  LIB HEADERS BASELINE   abidiff BASELINE against LIB: any change fails
+#   abi.sh update LIB HEADERS BASELINE   rewrite BASELINE from LIB (abidw)
+# LIB must carry DWARF debug information: record layouts are seen only there.
+# Only the types reachable from the header directory HEADERS count.
+set -eu
+mode=$1
+lib=$2
+headers=$3
+baseline=$4
+
+if ! readelf -S "$lib" | grep -q '\.debug_info'; then
+  echo "$lib has no debug information: abidw cannot see the record layouts" >&2
+  exit 1
+fi
+
+case $mode in
+  update)
+    # Translation units are named relative to the source tree, not the
+    # machine that wrote the baseline.
+    root=$(cd "$headers/.." && pwd)
+    abidw --headers-dir "$headers" --drop-private-types --no-corpus-path --no-comp-dir-path \
+      --no-show-locs "$lib" | sed "s|path='$root/|path='|" >"$baseline"
+    echo "wrote $baseline"
+    ;;
+  check)
+    status=0
+    abidiff --headers-dir2 "$headers" --drop-private-types --no-show-locs "$baseline" "$lib" || status=$?
+    if [ "$status" -ne 0 ]; then
+      # abidiff's status is a bit set: 1 error, 2 usage, 4 ABI change, 8 incompatible change.
+      echo "abidiff status $status: the ABI of $lib differs from $baseline." >&2
+      echo "An intended change regenerates the baseline in the same commit:" >&2
+      echo "  cmake --build <build dir> --target abi_baseline" >&2
+      exit 1
+    fi
+    echo "ABI of $lib matches $baseline"
+    ;;
+  *)
+    echo "usage: abi.sh check|update LIB HEADERS BASELINE" >&2
+    exit 2
+    ;;
+esac
