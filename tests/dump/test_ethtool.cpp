@@ -385,12 +385,4 @@ TEST(Assembly, PagesThatFailAreNotedAndLeftOut) {
     EXPECT_EQ(decode_live(empty, "eth1").error, "no module memory could be read");
 }
 
-TEST(Errors, WordingByErrno) {
-    EXPECT_EQ(read_error_text(EPERM), "permission denied: reading a module's EEPROM needs CAP_NET_ADMIN");
-    EXPECT_EQ(read_error_text(EACCES), read_error_text(EPERM));
-    EXPECT_EQ(read_error_text(EOPNOTSUPP), "the driver gives no access to plug-in module EEPROM (Operation not supported)");
-    EXPECT_EQ(read_error_text(EIO), "no module, or the module does not answer (Input/output error)");
-    EXPECT_EQ(read_error_text(EREMOTEIO), "no module, or the module does not answer (Remote I/O error)");
-}
-
 }  // namespace
