@@ -98,4 +98,11 @@ else()
   message(WARNING "scdoc not found (scripts/deps installs it): the man pages are neither built nor installed")
 endif()
 
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT fiberdecode)
+# share/doc/fiberdecode is the command's package's directory; without the
+# command, the development package carries the licence.
+if(FIBER_BUILD_TOOLS)
+  set(component fiberdecode)
+else()
+  set(component libfiberdecode-dev)
+endif()
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT ${component})
