@@ -27,9 +27,11 @@ namespace fdump::ethtool {
 namespace {
 
 // SFF-8472 A0h byte 92 (diagnostic monitoring type), bit 6: digital
-// diagnostics implemented, so A2h answers.
+// diagnostics implemented, so A2h answers; bit 2: an address change
+// sequence is needed first, which the kernel does not perform.
 constexpr std::size_t kSfpDiagType = 92;
 constexpr uint8_t kSfpDiagImplemented = 0x40;
+constexpr uint8_t kSfpAddressChange = 0x04;
 // SFF-8636 lower page byte 2 (status), bit 2: Flat_mem, upper page 00h only.
 constexpr std::size_t kQsfpStatus = 2;
 constexpr uint8_t kQsfpFlatMemory = 0x04;
@@ -267,7 +269,8 @@ std::vector<page_request> upper_requests(module_family family, const live_image 
     };
     switch (family) {
     case module_family::sfp:
-        if (!image.has_block(0) || !(byte(kSfpDiagType) & kSfpDiagImplemented)) break;
+        if (!image.has_block(0) || (byte(kSfpDiagType) & (kSfpDiagImplemented | kSfpAddressChange)) != kSfpDiagImplemented)
+            break;
         if (!image.has_block(kSfpA2 / kPage)) requests.push_back({0, 0, kAddressA2, 0, kHalfPage});
         if (!image.has_block(kSfpA2 / kPage + 1)) requests.push_back({0, 0, kAddressA2, kHalfPage, kHalfPage});
         break;

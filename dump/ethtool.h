@@ -53,7 +53,7 @@ struct page_request {
 // The upper pages an interface read asks for once the lower page and upper
 // page 00h (SFP: A0h) are in the image, as the module advertises them:
 //   SFP:  A2h, lower and upper half, when A0h byte 92 bit 6 says
-//         diagnostics are implemented;
+//         diagnostics are implemented and bit 2 asks for no address change;
 //   QSFP: paged memory (lower byte 2 bit 2 clear): page 03h, and pages 01h
 //         and 02h when page 00h byte 195 bits 6 and 7 say they are provided;
 //   CMIS: paged memory (lower byte 2 bit 7 clear): pages 01h, 02h and 11h,

@@ -227,6 +227,7 @@ TEST(Assembly, UpperPagesAskedAsTheModuleAdvertises) {
     const row rows[] = {
         {"sfp diagnostics (A0h 92 bit 6)", module_family::sfp, 256, {{92, 0x68}}, "00/0@51+0:128 00/0@51+128:128"},
         {"sfp without diagnostics", module_family::sfp, 256, {{92, 0x08}}, ""},
+        {"sfp needing an address change (A0h 92 bit 2)", module_family::sfp, 256, {{92, 0x44}}, ""},
         {"sfp with A2h already", module_family::sfp, 512, {{92, 0x40}}, ""},
         {"qsfp paged, 01h and 02h provided (00h 195)", module_family::qsfp, 256, {{195, 0xC0}},
          "01/0@50+128:128 02/0@50+128:128 03/0@50+128:128"},
