@@ -114,8 +114,8 @@ TEST(Metrics, EveryFamilyFromTheDocumentWithItsLabelsAndUnits) {
     const std::string text = render_one(port_samples("Ethernet1/1", state, &doc));
     const char *expected[] = {
         R"(fiberdecode_module_present{port="Ethernet1/1"} 1)",
-        R"(fiberdecode_module_info{port="Ethernet1/1",family="cmis",identifier="QSFP-DD",vendor="ACME \"X\" \\",)"
-        R"(part_number="PN-1",serial="SN123",revision="01",type="400GBASE-FR4-QSFP-DD",summary="400G FR4, 2 km"} 1)",
+        (R"(fiberdecode_module_info{port="Ethernet1/1",family="cmis",identifier="QSFP-DD",vendor="ACME \"X\" \\",)"
+         R"(part_number="PN-1",serial="SN123",revision="01",type="400GBASE-FR4-QSFP-DD",summary="400G FR4, 2 km"} 1)"),
         R"(fiberdecode_temperature_celsius{port="Ethernet1/1"} 47.7)",
         R"(fiberdecode_supply_voltage_volts{port="Ethernet1/1"} 3.306)",
         R"(fiberdecode_tx_bias_amperes{port="Ethernet1/1",lane="1"} 0.0614)",
