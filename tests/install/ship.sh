@@ -113,6 +113,22 @@ cmake)
   grep -q "libfiberdecode.a" build/build.ninja || fail "app-static does not link libfiberdecode.a"
   check_app build/app
   check_app build/app-static
+  # SameMajorVersion: this release satisfies 1.0, not 0.9 (another major
+  # version, older) nor 2.
+  mkdir -p major
+  cat >major/CMakeLists.txt <<'EOF'
+cmake_minimum_required(VERSION 3.16)
+project(major LANGUAGES NONE)
+find_package(fiberdecode 1.0 REQUIRED)
+foreach(version 0.9 2)
+  unset(fiberdecode_DIR CACHE)
+  find_package(fiberdecode ${version} QUIET)
+  if(fiberdecode_FOUND)
+    message(FATAL_ERROR "fiberdecode ${fiberdecode_VERSION} taken for version ${version}")
+  endif()
+endforeach()
+EOF
+  cmake -S major -B major/build -DCMAKE_PREFIX_PATH="$prefix" >major.log 2>&1 || { cat major.log; fail "version check"; }
   ;;
 
 command)
