@@ -11,6 +11,7 @@
 // (page sizes, page numbers, unknown format or kind names) raise ValueError.
 #include <pybind11/pybind11.h>
 
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -73,8 +74,9 @@ py::object float_value(float value) {
     if (!std::isfinite(value)) return steal(PyFloat_FromDouble(value));
     char text[64] = {};
     char *end = nlohmann::detail::to_chars(text, text + sizeof text - 1, value);
-    *end = '\0';
-    return steal(PyFloat_FromDouble(std::strtod(text, nullptr)));
+    double decimal = 0.0;
+    std::from_chars(text, end, decimal);  // correctly rounded, as Python's float()
+    return steal(PyFloat_FromDouble(decimal));
 }
 
 py::object float_object(float value) { return std::isfinite(value) ? float_value(value) : py::none(); }

@@ -32,7 +32,7 @@ __all__ = [
     "ALARM_CHECKSUM", "ALARM_COUNT", "ALARM_RX_LOL_BASE", "ALARM_RX_LOS_BASE", "ALARM_RX_POWER_BASE",
     "ALARM_TX_BIAS_BASE", "ALARM_TX_FAULT_BASE", "ALARM_TX_LOL_BASE", "ALARM_TX_LOS_BASE",
     "ALARM_TX_POWER_BASE", "PAGE_COUNT",
-    "Alarm", "AlarmInfo", "CoremgmtInfo", "DiagInfo", "Format", "InputError", "Kind", "LaneReading", "Module",
+    "Alarm", "AlarmInfo", "Application", "Coded", "CoremgmtInfo", "Description", "DiagInfo", "Format", "InputError", "Kind", "LaneReading", "Module",
     "NormalInfo", "ReadingThresholds", "Readings", "Record", "ThresholdSet", "VendorInfo",
     "alarm_text", "check_code", "dbm", "decode_bytes", "decode_file", "decode_pages", "float_from_reg",
     "is_cmis",
@@ -227,7 +227,37 @@ class Readings(Record):
     _children = {"lanes": LaneReading, "thresholds": ReadingThresholds}
 
 
+class Coded(Record):
+    """A code of a module standard's table with its name: ``code`` (the byte's
+    value) and ``name`` (SFF-8024 identifiers, connectors, compliance codes;
+    CMIS media types and interfaces)."""
+
+    __slots__ = ()
+
+
+class Application(Record):
+    """A CMIS application the module advertises (page 01h and the lower
+    page's application table): AppSel code, host and media interface, lane
+    counts and the host lanes it may start on."""
+
+    __slots__ = ()
+    _children = {"host_interface": Coded, "media_interface": Coded}
+
+
+class Description(Record):
+    """What the module is, named from its own bytes by the module standards:
+    a one-line summary, identifier, memory map, connector, compliance codes,
+    lanes, rates, applications (CMIS) and calibration (SFP). Only the fields
+    that apply to the module's family are present."""
+
+    __slots__ = ()
+    _children = {"identifier": Coded, "decoded_with_identifier": Coded, "connector": Coded,
+                 "extended_compliance": Coded, "transmitter_technology": Coded, "media_type": Coded,
+                 "applications": Application}
+
+
 _RECORD_CLASSES: dict[str, type[Record]] = {
+    "description": Description,
     "readings": Readings,
     "normal": NormalInfo,
     "vendor": VendorInfo,
@@ -240,11 +270,14 @@ _RECORD_CLASSES: dict[str, type[Record]] = {
 def _wrap(value: Any, cls: type[Record] = Record) -> Any:
     """JSON values to record attributes: objects to records, {"id", "text"}
     objects to Alarm tuples; lists of plain values stay as they are."""
-    if isinstance(value, dict):
+    kind = type(value)
+    if kind is not dict and kind is not list:
+        return value
+    if kind is dict:
         if len(value) == 2 and "id" in value and "text" in value:
             return Alarm(value["id"], value["text"])
         return cls(value)
-    if isinstance(value, list) and value and isinstance(value[0], (dict, list)):
+    if value and type(value[0]) in (dict, list):
         return [_wrap(item, cls) for item in value]
     return value
 

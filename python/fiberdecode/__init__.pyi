@@ -150,6 +150,40 @@ class CoremgmtInfo(Record):
     datapath_state: list[Optional[str]]
     datapath_state_changed: list[int]
 
+class Coded(Record):
+    code: int
+    name: str
+
+class Application(Record):
+    apsel: int
+    host_interface: Coded
+    media_interface: Coded
+    host_lanes: int
+    media_lanes: int
+    host_lane_options: list[int]
+
+# Fields that apply to the module's family only are present at run time.
+class Description(Record):
+    summary: str
+    identifier: Coded
+    memory_map: str
+    decoded_with_identifier: Optional[Coded]
+    connector: Coded
+    compliance: list[str]
+    extended_compliance: Optional[Coded]
+    fc_speeds: list[str]
+    transmitter_technology: Coded
+    cable_technology: Optional[str]
+    calibration: Optional[str]
+    lanes: int
+    nominal_rate_mbd: int
+    revision: str
+    memory: str
+    media_type: Coded
+    applications: list[Application]
+    active_application: Optional[int]
+    max_power_w: float
+
 class ThresholdSet(Record):
     high_alarm: Optional[float]
     low_alarm: Optional[float]
@@ -189,6 +223,7 @@ class Module:
     pages: list[str]
     decoded: bool
     notes: list[str]
+    description: Optional[Description]
     normal: Optional[NormalInfo]
     vendor: Optional[VendorInfo]
     diag: Optional[DiagInfo]
