@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "fiber_decode.h"
+#include "describe.h"
 
 namespace fdump {
 
@@ -339,7 +340,11 @@ module_family detect_family(const std::vector<uint8_t> &bytes) {
     case 0x06: return module_family::xfp;
     case 0x0C: case 0x0D: case 0x11: return module_family::qsfp;
     case 0x18: case 0x19: case 0x1B: case 0x1E: return module_family::cmis;
-    default: return fiber_is_cmis(bytes.data()) ? module_family::cmis : module_family::unknown;
+    default:
+        // Other identifiers on a map the library reads: a CMIS lower page, or
+        // an SFF-8472 A0h block (DWDM SFP+ 0Bh, soldered modules 02h, ...).
+        if (fiber_is_cmis(bytes.data())) return module_family::cmis;
+        return sff8472_layout(bytes.data()) ? module_family::sfp : module_family::unknown;
     }
 }
 

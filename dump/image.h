@@ -69,7 +69,8 @@ outcome<module_image> make_image(const std::vector<uint8_t> &data, input_format 
 
 // The family named by the SFF-8024 identifier (byte 0): SFP 03h, XFP 06h,
 // QSFP 0Ch/0Dh/11h, CMIS 18h/19h/1Bh/1Eh, or any lower page that the
-// library's fiber_is_cmis calls CMIS; unknown otherwise.
+// library's fiber_is_cmis calls CMIS, or else an SFF-8472 A0h block by its
+// layout and check code (sff8472_layout in describe.h); unknown otherwise.
 module_family detect_family(const std::vector<uint8_t> &bytes);
 
 // Empty when the image holds the pages every operation on its family needs

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Page mapping and the calls into the library for one module image.
 #include "pages.h"
+#include "describe.h"
 #include "readings.h"
 
 #include <algorithm>
@@ -158,12 +159,21 @@ decoded_module decode_module(const page_plan &plan) {
     d.family = plan.family;
     d.pages = plan.present;
     const fiber_module_kind kind = plan.kind;
-    const uint8_t *lower = plan.lower;
-    const auto &pages = plan.pages;
+    // A module whose identifier its family's decoders turn away, on a map
+    // they read: vendor, diagnostics, alarms and state come from a copy of
+    // its pages with an identifier they accept (describe.h); identification
+    // by the type map always from the module's own bytes.
+    const auto substitute = substitute_identifier(plan);
+    const uint8_t *lower = substitute ? substitute->lower_page : plan.lower;
+    const auto &pages = substitute ? substitute->pages : plan.pages;
+    if (substitute) {
+        d.identifier_in_place = substitute->in_place;
+        d.notes.push_back(substitution_note(*substitute));
+    }
 
     auto identification = [&](const fiber_pages_t &with) {
         fiber_normal_info_t n;
-        fiber_decode_normal(kind, lower, with, &n, 0);
+        fiber_decode_normal(kind, plan.lower, with, &n, 0);
         d.normal = n;
     };
     auto vendor = [&] {
@@ -182,7 +192,7 @@ decoded_module decode_module(const page_plan &plan) {
 
     switch (plan.family) {
     case module_family::sfp:
-        identification(pages);
+        identification(plan.pages);
         vendor();
         if (plan.has(0)) {
             diagnostics_and_alarms();
@@ -191,12 +201,12 @@ decoded_module decode_module(const page_plan &plan) {
         }
         break;
     case module_family::xfp:
-        identification(pages);
+        identification(plan.pages);
         vendor();
         diagnostics_and_alarms();
         break;
     case module_family::qsfp:
-        identification(pages);
+        identification(plan.pages);
         vendor();
         diagnostics_and_alarms();
         if (!plan.has(3)) d.notes.push_back("page 03h is not in the image: no thresholds");
@@ -207,10 +217,10 @@ decoded_module decode_module(const page_plan &plan) {
         // as zeros, and has no lane monitors or data-path states to show.
         const bool flat = !plan.has(1) && (lower[kCmisMemoryModel] & kCmisFlatMemory);
         if (plan.has(1)) {
-            identification(pages);
+            identification(plan.pages);
         } else if (flat) {
             fiber_pages_t with_zero_01h{};
-            std::copy(std::begin(pages), std::end(pages), std::begin(with_zero_01h));
+            std::copy(std::begin(plan.pages), std::end(plan.pages), std::begin(with_zero_01h));
             with_zero_01h[1] = kZeroPage;
             identification(with_zero_01h);
             d.notes.push_back("flat-memory module (lower page byte 2 bit 7): no upper pages but 00h; "
@@ -241,7 +251,7 @@ decoded_module decode_module(const page_plan &plan) {
 
     if (d.vendor && d.vendor->unsupported)
         d.failure = decoder_rejected(plan.family);
-    else if (d.normal && d.normal->unsupported)
+    else if (d.normal && d.normal->unsupported && !d.identifier_in_place)
         d.failure = no_type(plan.family);
     if (plan.family == module_family::sfp && d.diag && d.diag->unsupported && plan.lower[kSfpDiagType] == 0)
         d.notes.push_back("the module implements no diagnostics (A0h byte 92 is 00h)");

@@ -4,6 +4,7 @@
 // fills them (units as the records define them) plus alarm ids with their
 // catalogue texts.
 #include "report.h"
+#include "describe.h"
 #include "readings.h"
 
 #include <algorithm>
@@ -166,7 +167,7 @@ void identification_text(text_writer &w, const fiber_normal_info_t &n, const dec
     w.section("Identification");
     if (n.unsupported) {
         if (n.type_name) w.field("Module", n.type_name);
-        w.field("Status", not_decoded_status(m));
+        w.field("Status", m.identifier_in_place ? substituted_identification_status(m) : not_decoded_status(m));
         return;
     }
     w.field("Module", module_name(n));
@@ -454,6 +455,7 @@ std::string text_header(const decoded_module &m) {
 
 std::string text_body(const decoded_module &m) {
     text_writer w;
+    w.out += description_text(m);
     if (m.normal) identification_text(w, *m.normal, m);
     if (m.vendor) vendor_text(w, *m.vendor, m);
     if (m.diag) diagnostics_text(w, *m.diag, m);
@@ -475,6 +477,7 @@ json json_report(const decoded_module &m) {
                 {"pages", pages},
                 {"decoded", m.failure.empty()},
                 {"notes", notes},
+                {"description", description_json(m)},
                 {"normal", optional_json(m.normal, normal_json)},
                 {"vendor", optional_json(m.vendor, vendor_json)},
                 {"diag", optional_json(m.diag, diag_json)},
