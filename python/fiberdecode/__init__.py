@@ -143,6 +143,9 @@ class Record:
         fields = ", ".join(f"{key}={value!r}" for key, value in self._fields.items())
         return f"{type(self).__name__}({fields})"
 
+    def __reduce__(self) -> tuple[Any, ...]:
+        return (type(self), (self.to_dict(),))
+
     def fields(self) -> list[str]:
         """The field names, in the document's order."""
         return list(self._fields)
@@ -406,6 +409,8 @@ def decode_file(path: Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"
     module its decoder rejects comes back with ``decoded`` False.
     """
     raw = os.fsencode(path)
+    if b"\0" in raw:
+        raise ValueError("embedded null byte in path")
     name = "<stdin>" if raw == b"-" else os.fsdecode(raw)
     return _module(_ext.decode_file(raw, _name_arg(format, "format", Format), _name_arg(kind, "kind", Kind)), name)
 

@@ -50,6 +50,8 @@ def test_input_errors_carry_the_command_message(command, tmp_path, label, data, 
 def test_missing_file_and_argument_errors(tmp_path):
     with pytest.raises(fd.InputError, match="^cannot open: No such file or directory$"):
         fd.decode_file(tmp_path / "absent.bin")
+    with pytest.raises(ValueError, match="embedded null byte"):
+        fd.decode_file(str(SOURCE_DIR / "samples/sfp-10g-sr.bin") + "\0.hex")
     with pytest.raises(ValueError, match=r"unknown format 'pages' \(auto, raw, optoe, hex\)"):
         fd.decode_bytes(SFP, format="pages")
     with pytest.raises(ValueError, match="unknown module kind 'sff'"):
