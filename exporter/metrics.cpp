@@ -239,7 +239,12 @@ std::string format_value(float value) { return shortest(value); }
 
 std::optional<std::string> json_value(const json &value) {
     switch (value.type()) {
-        case json::value_t::number_float: return format_value(value.get<float>());
+        case json::value_t::number_float: {
+            // The document's own text of the number: of the shortest texts
+            // that read back as the float, the one the JSON document shows.
+            const float f = value.get<float>();
+            return std::isfinite(f) ? value.dump() : format_value(f);
+        }
         case json::value_t::number_integer: return std::to_string(value.get<std::int64_t>());
         case json::value_t::number_unsigned: return std::to_string(value.get<std::uint64_t>());
         default: return std::nullopt;

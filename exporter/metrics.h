@@ -93,8 +93,8 @@ std::string label_set(std::initializer_list<std::pair<const char *, std::string_
 // NaN.
 std::string format_value(double value);
 std::string format_value(float value);
-// A number of the JSON document as a sample value; empty for null or a
-// value that is not a number.
+// A number of the JSON document as a sample value, written as the document
+// writes it; empty for null or a value that is not a number.
 std::optional<std::string> json_value(const fdump::json &value);
 
 // The samples of one port from its last read: `report` is the module's JSON

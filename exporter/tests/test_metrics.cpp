@@ -65,6 +65,10 @@ TEST(Metrics, ValuesAreShortestRoundTripAndSpecialFormsAsTheFormatSpellsThem) {
     EXPECT_EQ(format_value(1795600000.25), "1795600000.25");
     // The document's numbers: floats as the document writes them, integers as integers.
     EXPECT_EQ(json_value(json(48.640625f)), "48.640625");
+    // 1.50390625 reads back from 1.5039062 and 1.5039063 alike: the metric
+    // shows the document's text, so both read as the same number.
+    EXPECT_EQ(json_value(json(1.50390625f)), json(1.50390625f).dump());
+    EXPECT_EQ(json_value(json(75.0f)), "75.0");
     EXPECT_EQ(json_value(json(std::int64_t{-3})), "-3");
     EXPECT_EQ(json_value(json(std::uint64_t{200})), "200");
     EXPECT_FALSE(json_value(json(nullptr)));
@@ -122,10 +126,10 @@ TEST(Metrics, EveryFamilyFromTheDocumentWithItsLabelsAndUnits) {
         R"(fiberdecode_tx_power_dbm{port="Ethernet1/1",lane="1"} 1.79)",
         R"(fiberdecode_tx_power_dbm{port="Ethernet1/1",lane="2"} -Inf)",  // 0 W: no light
         R"(fiberdecode_rx_power_dbm{port="Ethernet1/1",lane="1"} 0.49)",
-        R"(fiberdecode_temperature_threshold_celsius{port="Ethernet1/1",level="high_alarm"} 75)",
-        R"(fiberdecode_temperature_threshold_celsius{port="Ethernet1/1",level="low_alarm"} -5)",
-        R"(fiberdecode_temperature_threshold_celsius{port="Ethernet1/1",level="high_warning"} 70)",
-        R"(fiberdecode_temperature_threshold_celsius{port="Ethernet1/1",level="low_warning"} 0)",
+        R"(fiberdecode_temperature_threshold_celsius{port="Ethernet1/1",level="high_alarm"} 75.0)",
+        R"(fiberdecode_temperature_threshold_celsius{port="Ethernet1/1",level="low_alarm"} -5.0)",
+        R"(fiberdecode_temperature_threshold_celsius{port="Ethernet1/1",level="high_warning"} 70.0)",
+        R"(fiberdecode_temperature_threshold_celsius{port="Ethernet1/1",level="low_warning"} 0.0)",
         R"(fiberdecode_supply_voltage_threshold_volts{port="Ethernet1/1",level="low_warning"} 3.135)",
         R"(fiberdecode_tx_power_threshold_dbm{port="Ethernet1/1",level="low_alarm"} -Inf)",  // 0 W threshold
         R"(fiberdecode_tx_power_threshold_dbm{port="Ethernet1/1",level="low_warning"} -6.99)",

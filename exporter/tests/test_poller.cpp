@@ -89,7 +89,7 @@ TEST(Poller, EachOutcomeShowsUpAfterTheNextRoundAndOtherPortsKeepTheirValues) {
     round = p.current()->round;
     ASSERT_TRUE(p.wait_for_round(round + 1, std::chrono::seconds(10)));
     m = p.current()->metrics;
-    EXPECT_TRUE(has(m, R"(fiberdecode_temperature_celsius{port="b"} 41)"));
+    EXPECT_TRUE(has(m, R"(fiberdecode_temperature_celsius{port="b"} 41.0)"));
     EXPECT_TRUE(has(m, R"(fiberdecode_module_present{port="b"} 1)"));
     EXPECT_EQ(m.find(R"(fiberdecode_read_errors_total{port="b"} 0)"), std::string::npos);
     p.stop();
