@@ -36,8 +36,10 @@ outcome<decoded_module> decode_bytes(std::span<const uint8_t> data, const std::s
         return result::fail(buf);
     }
     if (std::string missing = check_needs(family, *image.value); !missing.empty()) return result::fail(missing);
-    return result::ok(decode_plan(plan_pages(family, *image.value), name, image.value->format,
-                                  options.kind.has_value()));
+    decoded_module module =
+        decode_plan(plan_pages(family, *image.value), name, image.value->format, options.kind.has_value());
+    module.notes.insert(module.notes.begin(), image.value->notes.begin(), image.value->notes.end());
+    return result::ok(std::move(module));
 }
 
 outcome<decoded_module> decode_path(const std::string &path, const decode_options &options) {

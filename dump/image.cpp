@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Reading module dumps: files, format detection, hex text parsing and the
-// family of the module from its SFF-8024 identifier.
+// Reading module dumps: files, format detection, the checks every image
+// passes, and the family of the module from its SFF-8024 identifier. Hex
+// text parsing is in hex_text.cpp.
 #include "image.h"
 
 #include <algorithm>
@@ -13,247 +14,6 @@
 #include "describe.h"
 
 namespace fdump {
-
-namespace {
-
-bool is_hex_digit(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
-
-bool all_hex(std::string_view s) { return !s.empty() && std::all_of(s.begin(), s.end(), is_hex_digit); }
-
-bool is_pair(std::string_view t) { return t.size() == 2 && all_hex(t); }
-
-// i2cdump prints XX for a byte it could not read.
-bool is_unread(std::string_view t) { return t == "XX" || t == "xx"; }
-
-unsigned hex_value(char c) {
-    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-    return static_cast<unsigned>(std::tolower(static_cast<unsigned char>(c)) - 'a' + 10);
-}
-
-std::size_t parse_number(std::string_view digits) {
-    std::size_t v = 0;
-    for (char c : digits) v = v * 16 + hex_value(c);
-    return v;
-}
-
-std::vector<std::string_view> split(std::string_view line) {
-    std::vector<std::string_view> tokens;
-    std::size_t i = 0;
-    while (i < line.size()) {
-        while (i < line.size() && std::isspace(static_cast<unsigned char>(line[i]))) ++i;
-        std::size_t start = i;
-        while (i < line.size() && !std::isspace(static_cast<unsigned char>(line[i]))) ++i;
-        if (i > start) tokens.push_back(line.substr(start, i - start));
-    }
-    return tokens;
-}
-
-std::string lower_case(std::string_view s) {
-    std::string out(s);
-    for (char &c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return out;
-}
-
-std::size_t round_up(std::size_t n, std::size_t to) { return (n + to - 1) / to * to; }
-
-// Page number N of a section title such as "Upper page 3h" or "page 11h"
-// following the word at `key` in `title`.
-std::optional<std::size_t> page_number_after(const std::string &title, std::string_view key) {
-    std::size_t at = title.find(key);
-    if (at == std::string::npos) return std::nullopt;
-    std::size_t i = at + key.size();
-    std::size_t start = i;
-    while (i < title.size() && is_hex_digit(title[i])) ++i;
-    if (i == start || i >= title.size() || title[i] != 'h' || i - start > 2) return std::nullopt;
-    return parse_number(std::string_view(title).substr(start, i - start));
-}
-
-enum byte_state : uint8_t { UNTOUCHED = 0, READ = 1, UNREAD = 2 };
-
-// One pass over the lines of a hex text. Offsets (ethtool "0x0000:", plain
-// "0000:", hexdump "00000000", i2cdump "00:") place the bytes of their line;
-// lines without an offset continue where the previous line ended. Gaps stay
-// zero (some dumps leave out all-zero blocks).
-class hex_reader {
-public:
-    std::string error;
-
-    bool line(std::size_t number, std::string_view text) {
-        line_number_ = number;
-        if (!text.empty() && text.back() == '\r') text.remove_suffix(1);
-        // hexdump -C and similar put the ASCII column between bars.
-        if (std::size_t bar = text.find('|'); bar != std::string_view::npos) text = text.substr(0, bar);
-        std::vector<std::string_view> tokens = split(text);
-        if (tokens.empty()) return true;
-        if (tokens.size() == 1 && tokens[0] == "*") {  // hexdump: previous line repeats
-            if (!last_line_.empty()) repeat_ = true;
-            return true;
-        }
-
-        std::optional<std::size_t> offset;
-        bool i2c_row = false;
-        std::string_view first = tokens[0];
-        if (first.size() > 2 && first[0] == '0' && (first[1] == 'x' || first[1] == 'X')) {
-            std::string_view digits = first.substr(2);
-            if (!digits.empty() && digits.back() == ':') digits.remove_suffix(1);
-            if (!all_hex(digits) || digits.size() > 8) return text_line(text, tokens);
-            offset = parse_number(digits);
-        } else if (first.size() > 1 && first.back() == ':') {
-            std::string_view digits = first.substr(0, first.size() - 1);
-            if (!all_hex(digits) || digits.size() > 8) return text_line(text, tokens);
-            offset = parse_number(digits);
-            i2c_row = digits.size() == 2;
-        } else if (all_hex(first) && first.size() >= 4 && first.size() <= 8 &&
-                   (tokens.size() > 1 ? is_pair(tokens[1]) || is_unread(tokens[1]) : offsets_seen_)) {
-            offset = parse_number(first);  // hexdump-style offset column
-        } else if (!(all_hex(first) && first.size() % 2 == 0)) {
-            return text_line(text, tokens);
-        }
-
-        std::vector<int> values;
-        std::size_t from = offset ? 1 : 0;
-        std::size_t to = i2c_row ? std::min(tokens.size(), from + 16) : tokens.size();
-        for (std::size_t i = from; i < to; ++i) {
-            std::string_view t = tokens[i];
-            if (i2c_row && is_unread(t)) {
-                values.push_back(-1);
-            } else if (is_pair(t) || (!offset && all_hex(t) && t.size() % 2 == 0)) {
-                for (std::size_t k = 0; k < t.size(); k += 2)
-                    values.push_back(static_cast<int>(hex_value(t[k]) * 16 + hex_value(t[k + 1])));
-            } else {
-                return fail("\"" + std::string(t) + "\" is not a hex byte");
-            }
-        }
-        return place(offset, i2c_row, values);
-    }
-
-    std::optional<std::vector<uint8_t>> finish() {
-        std::size_t read = static_cast<std::size_t>(std::count(state_.begin(), state_.end(), READ));
-        if (read == 0) {
-            error = "no hex bytes found: not a module dump";
-            return std::nullopt;
-        }
-        data_.resize(end_);
-        state_.resize(end_);
-        // i2cdump shows XX for an address that does not answer (an SFP
-        // without A2h): whole trailing 256-byte blocks of XX are left out.
-        auto unread = std::find(state_.begin(), state_.end(), UNREAD);
-        if (unread != state_.end()) {
-            std::size_t first = static_cast<std::size_t>(unread - state_.begin());
-            std::size_t block = first / 256 * 256;
-            bool rest_unread = std::all_of(state_.begin() + static_cast<std::ptrdiff_t>(block), state_.end(),
-                                           [](uint8_t s) { return s == UNREAD; });
-            if (!rest_unread || block == 0) {
-                char buf[96];
-                std::snprintf(buf, sizeof buf, "byte 0x%04zx could not be read (XX in the dump)", first);
-                error = buf;
-                return std::nullopt;
-            }
-            data_.resize(block);
-        }
-        return std::move(data_);
-    }
-
-private:
-    std::vector<uint8_t> data_;
-    std::vector<uint8_t> state_;
-    std::size_t line_number_ = 0;
-    std::size_t cursor_ = 0;  // where bytes of a line without offset go
-    std::size_t base_ = 0;    // added to offsets: i2cdump blocks, section titles
-    std::size_t end_ = 0;
-    bool base_from_title_ = false;
-    bool offsets_seen_ = false;
-    bool i2c_rows_seen_ = false;
-    bool repeat_ = false;
-    std::optional<std::size_t> last_position_;
-    std::vector<int> last_line_;
-
-    bool fail(const std::string &message) {
-        error = "line " + std::to_string(line_number_) + ": " + message;
-        return false;
-    }
-
-    // Headers, prompts and warnings are skipped; a few of them say where the
-    // following offsets belong: i2cdump's column header starts a new 256-byte
-    // block, and the page titles that some dump tools print above each page
-    // ("A0h", "A2h ... upper ... page 1h", "Lower page 0h", "Upper page 3h")
-    // place the page's offsets (0x00-0x7f, or 0x80-0xff for upper pages).
-    bool text_line(std::string_view text, const std::vector<std::string_view> &tokens) {
-        std::string title = lower_case(text);
-        if (tokens.size() >= 16 && tokens[0] == "0" && tokens[1] == "1" && tokens[15] == "f") {
-            // i2cdump column header: a second dump (A2h after A0h) follows
-            // the first one at the next 256-byte block.
-            if (i2c_rows_seen_) base_ = round_up(end_, 256);
-            i2c_rows_seen_ = false;
-            set_base_from_title(base_);
-        } else if (title.find("a0h") != std::string::npos) {
-            set_base_from_title(0);
-        } else if (title.find("a2h") != std::string::npos) {
-            std::size_t page = 0;
-            if (title.find("upper") != std::string::npos) page = page_number_after(title, "page ").value_or(0);
-            set_base_from_title(256 + 128 * page);
-        } else if (title.find("lower page") != std::string::npos) {
-            set_base_from_title(0);
-        } else if (auto page = page_number_after(title, "upper page ")) {
-            set_base_from_title(128 * *page);
-        }
-        return true;
-    }
-
-    void set_base_from_title(std::size_t base) {
-        base_ = base;
-        base_from_title_ = true;
-        last_position_.reset();
-    }
-
-    bool place(std::optional<std::size_t> offset, bool i2c_row, const std::vector<int> &values) {
-        std::size_t position = cursor_;
-        if (offset) {
-            if (*offset > kMaxImage) return fail("offset beyond the largest module image");
-            position = base_ + *offset;
-            // Offsets that start again without a title: a second dump.
-            if (!base_from_title_ && last_position_ && position <= *last_position_) {
-                base_ = round_up(end_, 256);
-                position = base_ + *offset;
-            }
-            base_from_title_ = false;
-            last_position_ = position;
-            offsets_seen_ = true;
-            if (i2c_row) i2c_rows_seen_ = true;
-        }
-        if (repeat_) {
-            std::size_t start = cursor_;
-            if (position > kMaxImage) return fail("image larger than the largest module image");
-            for (std::size_t p = start, k = 0; p < position; ++p, k = (k + 1) % last_line_.size())
-                if (!store(p, last_line_[k])) return false;
-            repeat_ = false;
-        }
-        if (values.empty()) {  // a bare offset: where the dump ends
-            end_ = std::max(end_, position);
-            cursor_ = position;
-            return true;
-        }
-        for (std::size_t i = 0; i < values.size(); ++i)
-            if (!store(position + i, values[i])) return false;
-        cursor_ = position + values.size();
-        last_line_ = values;
-        return true;
-    }
-
-    bool store(std::size_t position, int value) {
-        if (position >= kMaxImage) return fail("image larger than the largest module image");
-        if (position >= data_.size()) {
-            data_.resize(position + 1, 0);
-            state_.resize(position + 1, UNTOUCHED);
-        }
-        data_[position] = value < 0 ? 0 : static_cast<uint8_t>(value);
-        state_[position] = value < 0 ? UNREAD : READ;
-        end_ = std::max(end_, position + 1);
-        return true;
-    }
-};
-
-}  // namespace
 
 outcome<std::vector<uint8_t>> read_file(const std::string &path) {
     std::FILE *file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
@@ -276,40 +36,84 @@ outcome<std::vector<uint8_t>> read_file(const std::string &path) {
     return outcome<std::vector<uint8_t>>::ok(std::move(data));
 }
 
+namespace {
+
+// A byte that text does not hold: control characters other than the
+// whitespace ones and ESC (terminal colours in pasted prompts), and DEL.
+bool is_binary_byte(uint8_t c) {
+    return c == 0x7F || (c < 0x20 && c != '\t' && c != '\n' && c != '\r' && c != '\f' && c != '\v' && c != 0x1B);
+}
+
+// Text with a few stray control bytes (a NUL in a paste, say) rather than a
+// binary image: it starts with printable text, has lines, and at most one
+// byte in a hundred is a control byte. Returns the first control byte's line.
+std::optional<std::size_t> damaged_text_line(const std::vector<uint8_t> &data) {
+    const uint8_t c0 = data[0];
+    if (!(c0 >= 0x20 && c0 < 0x7F) && c0 != '\t' && c0 != '\n' && c0 != 0xEF) return std::nullopt;  // EF: a BOM
+    std::size_t control = 0, lines = 1, first_line = 0;
+    for (uint8_t c : data) {
+        if (c == '\n') ++lines;
+        if (is_binary_byte(c) && control++ == 0) first_line = lines;
+    }
+    if (lines < 2 || control * 100 > data.size()) return std::nullopt;
+    return first_line;
+}
+
+// SFF-8472 bytes that tell a 256-byte SFP text's second half apart.
+constexpr std::size_t kSfpDiagType = 92;      // A0h byte 92
+constexpr uint8_t kDiagImplemented = 0x40;    // bit 6: digital diagnostic monitoring
+constexpr std::size_t kA2CheckCode = 95;      // A2h byte 95: CC_DMI over A2h bytes 0-94
+constexpr uint8_t kSff8024Sfp = 0x03;         // SFF-8024 identifier: SFP/SFP+/SFP28
+constexpr std::size_t kSfpA2 = 256;           // A2h in the flat SFP layout
+
+enum class second_half { a0, a2, undecided };
+
+// A 256-byte SFP image: A0h bytes 0-255, or A0h bytes 0-127 followed by A2h
+// bytes 0-127 as some network operating systems print them. A2h it is when
+// A0h byte 92 says diagnostics are implemented and the second half checks
+// as A2h (its byte 95 over its bytes 0-94); A0h when diagnostics are not
+// implemented or the second half is blank (00h or FFh throughout).
+second_half sfp_second_half(const std::vector<uint8_t> &bytes) {
+    const auto half = bytes.begin() + kPage;
+    const bool blank = std::all_of(half, bytes.end(), [](uint8_t b) { return b == 0x00; }) ||
+                       std::all_of(half, bytes.end(), [](uint8_t b) { return b == 0xFF; });
+    if (blank || !(bytes[kSfpDiagType] & kDiagImplemented)) return second_half::a0;
+    unsigned sum = 0;
+    for (std::size_t i = 0; i < kA2CheckCode; ++i) sum += bytes[kPage + i];
+    return (sum & 0xFF) == bytes[kPage + kA2CheckCode] ? second_half::a2 : second_half::undecided;
+}
+
+// A0h bytes 0-127 and A2h bytes 0-127 to the flat layout (A2h at 256).
+void spread_a0_a2(module_image &image) {
+    std::vector<uint8_t> flat(kSfpA2 + kPage, 0);
+    std::copy(image.bytes.begin(), image.bytes.begin() + kPage, flat.begin());
+    std::copy(image.bytes.begin() + kPage, image.bytes.begin() + 2 * kPage, flat.begin() + kSfpA2);
+    image.bytes = std::move(flat);
+    image.notes.push_back("256 bytes read as A0h bytes 0-127 followed by A2h bytes 0-127");
+}
+
+}  // namespace
+
 input_format detect_format(const std::vector<uint8_t> &data) {
-    bool binary = std::any_of(data.begin(), data.end(), [](uint8_t c) {
-        return c == 0x7F || (c < 0x20 && c != '\t' && c != '\n' && c != '\r' && c != '\f' && c != '\v');
-    });
-    if (!binary) return input_format::hex;
+    if (!std::any_of(data.begin(), data.end(), is_binary_byte)) return input_format::hex;
     // Both binary layouts put the pages at the same offsets; only the optoe
     // driver's files have these sizes (paged QSFP/CMIS, paged SFP).
     if (data.size() == 128 * 257 || data.size() == kMaxImage) return input_format::optoe;
     return input_format::raw;
 }
 
-outcome<std::vector<uint8_t>> parse_hex(std::string_view text) {
-    // Text saved by some Windows editors starts with a UTF-8 byte order
-    // mark, which would hide the first line's offset or byte.
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) text.remove_prefix(kByteOrderMark.size());
-    hex_reader reader;
-    std::size_t number = 0;
-    while (!text.empty()) {
-        std::size_t nl = text.find('\n');
-        std::string_view line = text.substr(0, nl);
-        text = nl == std::string_view::npos ? std::string_view() : text.substr(nl + 1);
-        if (!reader.line(++number, line)) return outcome<std::vector<uint8_t>>::fail(reader.error);
-    }
-    auto bytes = reader.finish();
-    if (!bytes) return outcome<std::vector<uint8_t>>::fail(reader.error);
-    return outcome<std::vector<uint8_t>>::ok(std::move(*bytes));
-}
-
 outcome<module_image> make_image(const std::vector<uint8_t> &data, input_format forced) {
     using result = outcome<module_image>;
     if (data.empty()) return result::fail("empty file");
+    if (data.size() > kMaxFileSize) return result::fail("too large for a module dump (more than 4 MiB)");
     module_image image;
-    image.format = forced == input_format::automatic ? detect_format(data) : forced;
+    const bool a0a2 = forced == input_format::a0a2;
+    image.format = forced == input_format::automatic || a0a2 ? detect_format(data) : forced;
+    if (forced == input_format::automatic && image.format == input_format::raw && data.size() % kPage != 0) {
+        if (auto line = damaged_text_line(data))
+            return result::fail("text with a control byte (a NUL, say) on line " + std::to_string(*line) +
+                                ": not a module dump");
+    }
     if (image.format == input_format::hex) {
         if (std::find(data.begin(), data.end(), 0) != data.end())
             return result::fail("not hex text: the file is binary (try --format raw)");
@@ -329,6 +133,22 @@ outcome<module_image> make_image(const std::vector<uint8_t> &data, input_format 
         std::snprintf(buf, sizeof buf, "truncated image: %zu bytes is not a whole number of 128-byte pages",
                       image.bytes.size());
         return result::fail(buf);
+    }
+    if (a0a2) {
+        if (image.bytes.size() != 2 * kPage)
+            return result::fail("--format a0a2 needs 256 bytes (A0h bytes 0-127, then A2h bytes 0-127); the image has " +
+                                std::to_string(image.bytes.size()));
+        spread_a0_a2(image);
+    } else if (forced == input_format::automatic && image.format == input_format::hex &&
+               image.bytes.size() == 2 * kPage && image.bytes[0] == kSff8024Sfp) {
+        switch (sfp_second_half(image.bytes)) {
+        case second_half::a0: break;
+        case second_half::a2: spread_a0_a2(image); break;
+        case second_half::undecided:
+            return result::fail("256 bytes of an SFP with diagnostics (A0h byte 92 bit 6) whose second half does not "
+                                "check as A2h (byte 95): read as A0h bytes 0-255 with --format hex, or as A0h and A2h "
+                                "bytes 0-127 with --format a0a2");
+        }
     }
     return result::ok(std::move(image));
 }
@@ -372,6 +192,7 @@ const char *format_name(input_format format) {
     case input_format::optoe: return "optoe";
     case input_format::hex: return "hex";
     case input_format::pages: return "pages";
+    case input_format::a0a2: return "a0a2";
     }
     return "?";
 }
@@ -398,8 +219,17 @@ const char *family_title(module_family family) {
     return "unknown";
 }
 
+const std::vector<std::string> &format_names() {
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> v;
+        for (input_format f : kInputFormats) v.push_back(format_name(f));
+        return v;
+    }();
+    return names;
+}
+
 std::optional<input_format> parse_format_name(std::string_view name) {
-    for (input_format f : {input_format::automatic, input_format::raw, input_format::optoe, input_format::hex})
+    for (input_format f : kInputFormats)
         if (name == format_name(f)) return f;
     return std::nullopt;
 }

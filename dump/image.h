@@ -20,8 +20,15 @@ namespace fdump {
 //  optoe: the flat sysfs file of the optoe driver (a raw image is a prefix);
 //  hex:   text: `ethtool -m DEV hex on`, plain hex dumps, hexdump -C style
 //         dumps and i2cdump byte-mode output.
+// a0a2:  an SFP's A0h bytes 0-127 followed by its A2h bytes 0-127 (256
+//        bytes, binary or text), as some network operating systems print
+//        them; hex text of 256 such bytes is told apart by its content.
 // pages: pages a caller read itself (live reads, bindings), not a file.
-enum class input_format { automatic, raw, optoe, hex, pages };
+enum class input_format { automatic, raw, optoe, hex, pages, a0a2 };
+
+// The formats a user can name (--format), in the order help texts list them.
+constexpr input_format kInputFormats[] = {input_format::automatic, input_format::raw, input_format::optoe,
+                                          input_format::hex, input_format::a0a2};
 
 enum class module_family { unknown, sfp, xfp, qsfp, cmis };
 
@@ -38,7 +45,8 @@ constexpr std::size_t kPage = 128;
 // QSFP, CMIS and XFP the lower page at 0 and upper page N at 128 (N + 1).
 struct module_image {
     std::vector<uint8_t> bytes;
-    input_format format = input_format::raw;
+    input_format format = input_format::raw;  // raw, optoe or hex: how the file was read
+    std::vector<std::string> notes = {};      // how its bytes were laid out, when not as read
 };
 
 // Result of an operation that can fail with a message for the user.
@@ -57,14 +65,22 @@ outcome<std::vector<uint8_t>> read_file(const std::string &path);
 // Binary (raw or optoe, told apart by size) or hex text.
 input_format detect_format(const std::vector<uint8_t> &data);
 
-// Parses hex text into the flat image layout. Lines that are not hex data
-// (headers, shell prompts, warnings, i2cdump's column header) are skipped;
-// a data line with a token that is not a hex byte is an error.
+// Parses hex text into the flat image layout (hex_text.cpp): offset rows
+// (with or without an ASCII column), rows without offsets, hex strings,
+// hexdump's "*" lines, i2cdump output, a dump in a labelled field, and page
+// sections under headings ("Lower Page", "Upper Page 11h", "A2h", "0x51").
+// Lines that are not hex data (headers, prompts, prose) are skipped. Every
+// failure is one message naming the line: a token that is not a hex byte,
+// offsets that go back, a byte given twice with different values, mixed
+// row layouts, a heading with no rows, an image beyond kMaxImage.
+// Memory: the bytes, three bytes of bookkeeping per image byte, and at most
+// 65536 rows of 48 bytes, whatever the text's size.
 outcome<std::vector<uint8_t>> parse_hex(std::string_view text);
 
 // File contents to a module image: format detection (unless forced), hex
-// parsing, and the checks every image must pass (not empty, not larger than
-// kMaxImage, a whole number of 128-byte pages).
+// parsing, the checks every image must pass (not empty, at most
+// kMaxFileSize of input, not larger than kMaxImage, a whole number of
+// 128-byte pages), and the SFP A0h/A2h split of a 256-byte text.
 outcome<module_image> make_image(const std::vector<uint8_t> &data, input_format forced);
 
 // The family named by the SFF-8024 identifier (byte 0): SFP 03h, XFP 06h,
@@ -81,6 +97,8 @@ std::string check_needs(module_family family, const module_image &image);
 const char *format_name(input_format format);
 const char *family_name(module_family family);        // "sfp", "xfp", ...
 const char *family_title(module_family family);       // "SFP", "XFP", ...
+// The names of kInputFormats ("auto", "raw", ...): what --format accepts.
+const std::vector<std::string> &format_names();
 std::optional<input_format> parse_format_name(std::string_view name);
 std::optional<module_family> parse_family_name(std::string_view name);
 

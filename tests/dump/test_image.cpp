@@ -27,7 +27,7 @@ bytes image(std::size_t size, std::initializer_list<std::pair<std::size_t, uint8
 TEST(ParseHex, BytesOrErrorOfEachLayout) {
     const struct { const char *name, *text; bytes want; std::string error = ""; } cases[] = {
         {"gaps stay zero", "0x00000: aa\n0x00200: bb cc\n", image(0x202, {{0, 0xAA}, {0x200, 0xBB}, {0x201, 0xCC}})},
-        {"offsets starting again: next block", "0x0000: 01\n0x0010: 02\n0x0000: 03\n", image(257, {{0, 1}, {0x10, 2}, {256, 3}})},
+        {"offsets starting again: next block", "0x0000: 01\n0x0070: 02\n0x0000: 03\n", image(257, {{0, 1}, {0x70, 2}, {256, 3}})},
         {"page titles: upper page N at 128 (N + 1)",
          "Lower page 0h\n00000000 11\nUpper page 0h\n00000080 22\nUpper page 3h\n00000080 33\n",
          image(513, {{0, 0x11}, {128, 0x22}, {512, 0x33}})},
