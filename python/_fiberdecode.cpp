@@ -18,6 +18,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include <nlohmann/detail/conversions/to_chars.hpp>
@@ -81,6 +82,20 @@ py::object float_value(float value) {
 
 py::object float_object(float value) { return std::isfinite(value) ? float_value(value) : py::none(); }
 
+// The document's keys are the dump layer's fixed names: each is made a
+// Python string once and reused (its hash computed once), which saves the
+// better part of turning a document into dicts. Touched with the GIL held.
+PyObject *key_object(const std::string &key) {
+    static std::unordered_map<std::string, PyObject *> *keys = new std::unordered_map<std::string, PyObject *>;
+    auto it = keys->find(key);
+    if (it != keys->end()) return it->second;
+    PyObject *object = PyUnicode_FromStringAndSize(key.data(), static_cast<Py_ssize_t>(key.size()));
+    if (!object) throw py::error_already_set();
+    PyUnicode_InternInPlace(&object);
+    keys->emplace(key, object);
+    return object;
+}
+
 py::object to_python(const json &value) {
     switch (value.type()) {
     case json::value_t::null:
@@ -102,8 +117,7 @@ py::object to_python(const json &value) {
     case json::value_t::object: {
         py::object dict = steal(PyDict_New());
         for (const auto &[key, item] : value.get_ref<const json::object_t &>()) {
-            py::object k = steal(PyUnicode_FromStringAndSize(key.data(), static_cast<Py_ssize_t>(key.size())));
-            if (PyDict_SetItem(dict.ptr(), k.ptr(), to_python(item).ptr()) != 0) throw py::error_already_set();
+            if (PyDict_SetItem(dict.ptr(), key_object(key), to_python(item).ptr()) != 0) throw py::error_already_set();
         }
         return dict;
     }
