@@ -106,7 +106,7 @@
         el('caption', {}, caption),
         el('thead', {}, el('tr', {}, head.map((h) => el('th', { scope: 'col' }, h)))),
         el('tbody', {}, rows.map((cells) => el('tr', {}, cells.map((c, i) =>
-          i === 0 ? el('th', { scope: 'row' }, c) : el('td', {}, c)))))));
+          i === 0 ? el('th', { scope: 'row' }, c) : el('td', { 'data-label': head[i] }, c)))))));
   }
 
   // ---- Values ------------------------------------------------------------
@@ -272,6 +272,10 @@
     if (value === null || value === undefined) return '–';
     if (Array.isArray(value)) return value.map(plain).join(', ');
     if (typeof value === 'boolean') return yesNo(value);
+    // A code with its name from a standard's table: "MPO 1x12 (0Ch)".
+    if (typeof value === 'object' && typeof value.code === 'number' && 'name' in value && Object.keys(value).length === 2) {
+      return plain(value.name) + ' (' + value.code.toString(16).toUpperCase().padStart(2, '0') + 'h)';
+    }
     if (typeof value === 'object') return Object.entries(value).map(([k, v]) => label(k) + ': ' + plain(v)).join('; ');
     return String(value);
   }
