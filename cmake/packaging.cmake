@@ -120,4 +120,7 @@ function(fiber_configure_packages)
   set(CPACK_COMPONENTS_ALL ${components})
   include(CPack)
 endfunction()
-cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL fiber_configure_packages)
+# Packages are made of this project alone, never of a project that includes it.
+if(PROJECT_IS_TOP_LEVEL)
+  cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL fiber_configure_packages)
+endif()

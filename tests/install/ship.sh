@@ -187,6 +187,8 @@ packages)
   dpkg-deb -x "$(deb libfiberdecode-dev)" root
   if readelf -d root/usr/bin/fiberdecode | grep -E 'RPATH|RUNPATH'; then fail "packaged fiberdecode has an RPATH"; fi
   grep -qx 'prefix=/usr' "root$lib/pkgconfig/fiberdecode.pc" || fail "packaged fiberdecode.pc: prefix is not /usr"
+  zcat root/usr/share/doc/fiberdecode/changelog.gz | head -n 1 | grep -q "^fiberdecode ($VERSION) " ||
+    fail "the changelog's last entry is not version $VERSION (cmake/debian/changelog)"
 
   # Every file of an install is in some package (an install rule without a
   # component would be in none).
