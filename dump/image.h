@@ -73,8 +73,8 @@ input_format detect_format(const std::vector<uint8_t> &data);
 // failure is one message naming the line: a token that is not a hex byte,
 // offsets that go back, a byte given twice with different values, mixed
 // row layouts, a heading with no rows, an image beyond kMaxImage.
-// Memory: the bytes, three bytes of bookkeeping per image byte, and at most
-// 65536 rows of 48 bytes, whatever the text's size.
+// Memory besides the text: the image, five bytes of bookkeeping per image
+// byte, and at most 65536 rows of 48 bytes, whatever the text's size.
 outcome<std::vector<uint8_t>> parse_hex(std::string_view text);
 
 // File contents to a module image: format detection (unless forced), hex
