@@ -328,6 +328,149 @@ json readings_json(const decoded_module &m) {
                 {"thresholds", r.thresholds ? thresholds_json(*r.thresholds) : json(nullptr)}};
 }
 
-std::string readings_text(const decoded_module &) { return {}; }
+// ---------------------------------------------------------------------------
+// Text: the diagnostics section's values, in the layout of the report's
+// other sections ("  label  value", table columns of 13 characters). Under a
+// row whose values the record shows otherwise, a "(record)" row shows the
+// record's, so that nothing is hidden.
+// ---------------------------------------------------------------------------
+namespace {
+
+constexpr std::size_t kLabelWidth = 21, kColumnWidth = 13;
+
+std::string fixed(double value, int decimals) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%.*f", decimals, value);
+    std::string s = buf;
+    if (s[0] == '-' && s.find_first_not_of("-0.") == std::string::npos) s.erase(0, 1);
+    return s;
+}
+
+// Terminal columns: UTF-8 continuation bytes take none.
+std::size_t columns(const std::string &s) {
+    std::size_t n = 0;
+    for (unsigned char c : s) n += (c & 0xC0) != 0x80;
+    return n;
+}
+
+std::string pad(const std::string &s, std::size_t width) {
+    const std::size_t w = columns(s);
+    return w >= width ? s : s + std::string(width - w, ' ');
+}
+
+std::string line(const std::string &label, const std::vector<std::string> &cells) {
+    std::string out = "  " + pad(label, kLabelWidth);
+    for (std::size_t i = 0; i < cells.size(); ++i) out += i + 1 < cells.size() ? pad(cells[i], kColumnWidth) : cells[i];
+    while (!out.empty() && out.back() == ' ') out.pop_back();
+    return out + "\n";
+}
+
+// A cell: the reading as shown, and the reading and the record in the
+// record's own resolution, which must agree unless the reading is
+// calibrated, multiplied or a zero power.
+struct cell {
+    std::string shown, reading_as_record, record;
+};
+
+std::string celsius_text(double c, int decimals) { return fixed(c, decimals) + " \u00B0C"; }
+std::string whole_celsius(int32_t c) { return std::to_string(c) + " \u00B0C"; }
+std::string volts_text(double v) { return fixed(v, 4) + " V"; }
+std::string milliamps_text(double a) { return fixed(a * 1000.0, 3) + " mA"; }
+std::string dbm_text(double dbm) { return std::isfinite(dbm) ? fixed(dbm, 2) + " dBm" : "-Inf dBm"; }
+
+cell temperature_cell(double reading, int32_t record) {
+    return {celsius_text(reading, 2), whole_celsius(static_cast<int32_t>(std::lround(reading))), whole_celsius(record)};
+}
+cell voltage_cell(double reading, int32_t record) {
+    return {volts_text(reading), volts_text(reading), format_volts(record)};
+}
+cell bias_cell(const std::optional<double> &reading, int32_t record) {
+    const std::string shown = reading ? milliamps_text(*reading) : "unknown";
+    return {shown, shown, format_milliamps(record)};
+}
+cell power_cell(const power_reading &reading, float record) {
+    return {dbm_text(reading.dbm), dbm_text(reading.dbm), format_dbm(record)};
+}
+
+// A table row and, where any cell differs from the record, the record's row.
+std::string rows(const std::string &label, const std::vector<cell> &cells) {
+    std::vector<std::string> shown, record;
+    bool differs = false;
+    for (const cell &c : cells) {
+        shown.push_back(c.shown);
+        const bool d = c.reading_as_record != c.record;
+        record.push_back(d ? c.record : "");
+        differs = differs || d;
+    }
+    return line(label, shown) + (differs ? line("  (record)", record) : "");
+}
+
+template <class T, class F>
+std::vector<cell> threshold_cells(const threshold_set<T> &t, F make, const int32_t (&record)[4]) {
+    return {make(t.high_alarm, record[0]), make(t.low_alarm, record[1]), make(t.high_warning, record[2]),
+            make(t.low_warning, record[3])};
+}
+
+}  // namespace
+
+std::string readings_text(const decoded_module &m) {
+    if (!m.readings || !m.diag) return {};
+    const module_readings &r = *m.readings;
+    const fiber_diag_info_t &g = *m.diag;
+    std::string out;
+    out += rows("Temperature", {temperature_cell(r.temperature_celsius, g.temperature)});
+    out += rows("Supply voltage", {voltage_cell(r.supply_voltage_volts, g.voltage)});
+    out += line("Rx power measured", {r.rx_power_average ? "average" : "OMA"});
+    if (r.external_calibration) out += line("Calibration", {"external (A2h bytes 56-91 applied)"});
+    if (g.module_type == FIBER_DIAG_CMIS) {
+        std::string lanes = std::to_string(r.lanes.size()) + " (" + r.lane_source + ")";
+        if (g.media_lane_count != r.lanes.size())
+            lanes += ", first application " + std::to_string(g.media_lane_count);
+        out += line("Media lanes", {lanes});
+        out += line("Max module power", {fixed(g.max_power, 2) + " W"});
+        if (r.bias_multiplier != 1)
+            out += line("Tx bias multiplier",
+                        {r.bias_multiplier ? std::to_string(r.bias_multiplier) : std::string("reserved code 11b")});
+    }
+    out += line("Lane", {"Tx bias", "Tx power", "Rx power"});
+    for (const lane_reading &l : r.lanes) {
+        const unsigned i = l.lane - 1;
+        out += rows(std::to_string(l.lane), {bias_cell(l.tx_bias_amperes, g.tx_bias[i]),
+                                             power_cell(l.tx_power, g.tx_power[i]),
+                                             power_cell(l.rx_power, g.rx_power[i])});
+    }
+    if (!r.thresholds) {
+        out += line("Thresholds", {g.module_type == FIBER_DIAG_XFP ? "not decoded for XFP modules" : "not in the image"});
+        return out;
+    }
+    const reading_thresholds &t = *r.thresholds;
+    out += line("Thresholds", {"High alarm", "Low alarm", "High warn", "Low warn"});
+    const int32_t temperature[4] = {g.temp_high_alarm, g.temp_low_alarm, g.temp_high_warning, g.temp_low_warning};
+    const int32_t voltage[4] = {g.voltage_high_alarm, g.voltage_low_alarm, g.voltage_high_warning,
+                                g.voltage_low_warning};
+    const int32_t bias[4] = {g.tx_bias_high_alarm, g.tx_bias_low_alarm, g.tx_bias_high_warning,
+                             g.tx_bias_low_warning};
+    out += rows("Temperature", threshold_cells(t.temperature_celsius, temperature_cell, temperature));
+    out += rows("Supply voltage", threshold_cells(t.supply_voltage_volts, voltage_cell, voltage));
+    if (t.tx_bias_amperes) {
+        out += rows("Tx bias", threshold_cells(*t.tx_bias_amperes, [](double a, int32_t rec) {
+                        return bias_cell(a, rec);
+                    }, bias));
+    } else {
+        out += rows("Tx bias", {bias_cell(std::nullopt, bias[0]), bias_cell(std::nullopt, bias[1]),
+                                bias_cell(std::nullopt, bias[2]), bias_cell(std::nullopt, bias[3])});
+    }
+    auto power_row = [&](const char *label, const threshold_set<power_reading> &p, const float (&record)[4]) {
+        out += rows(label, {power_cell(p.high_alarm, record[0]), power_cell(p.low_alarm, record[1]),
+                            power_cell(p.high_warning, record[2]), power_cell(p.low_warning, record[3])});
+    };
+    const float tx[4] = {g.tx_power_high_alarm, g.tx_power_low_alarm, g.tx_power_high_warning,
+                         g.tx_power_low_warning};
+    const float rx[4] = {g.rx_power_high_alarm, g.rx_power_low_alarm, g.rx_power_high_warning,
+                         g.rx_power_low_warning};
+    power_row("Tx power", t.tx_power, tx);
+    power_row("Rx power", t.rx_power, rx);
+    return out;
+}
 
 }  // namespace fdump

@@ -255,37 +255,42 @@ void diagnostics_text(text_writer &w, const fiber_diag_info_t &g, const decoded_
         w.field("Status", "not decoded");
         return;
     }
-    if (!g.ddm_supported) w.field("Monitors", "not implemented by the module (readings are zero)");
-    w.field("Temperature", celsius(g.temperature));
-    w.field("Supply voltage", format_volts(g.voltage));
-    w.field("Rx power measured", g.rx_power_type ? "average" : "OMA");
-    if (g.module_type == FIBER_DIAG_CMIS) {
-        w.field("Media lanes", std::to_string(g.media_lane_count));
-        w.field("Max module power", fixed(g.max_power, 2) + " W");
-    }
-    w.row("Lane", {"Tx bias", "Tx power", "Rx power"});
-    for (unsigned lane = 0; lane < shown_lanes(g); ++lane)
-        w.row(std::to_string(lane + 1),
-              {format_milliamps(g.tx_bias[lane]), format_dbm(g.tx_power[lane]), format_dbm(g.rx_power[lane])});
-    if (g.thresholds_valid) {
-        w.row("Thresholds", {"High alarm", "Low alarm", "High warn", "Low warn"});
-        w.row("Temperature", {celsius(g.temp_high_alarm), celsius(g.temp_low_alarm), celsius(g.temp_high_warning),
-                              celsius(g.temp_low_warning)});
-        w.row("Supply voltage", {format_volts(g.voltage_high_alarm), format_volts(g.voltage_low_alarm),
-                                 format_volts(g.voltage_high_warning), format_volts(g.voltage_low_warning)});
-        w.row("Tx bias", {format_milliamps(g.tx_bias_high_alarm), format_milliamps(g.tx_bias_low_alarm),
-                          format_milliamps(g.tx_bias_high_warning), format_milliamps(g.tx_bias_low_warning)});
-        w.row("Tx power", {format_dbm(g.tx_power_high_alarm), format_dbm(g.tx_power_low_alarm),
-                           format_dbm(g.tx_power_high_warning), format_dbm(g.tx_power_low_warning)});
-        w.row("Rx power", {format_dbm(g.rx_power_high_alarm), format_dbm(g.rx_power_low_alarm),
-                           format_dbm(g.rx_power_high_warning), format_dbm(g.rx_power_low_warning)});
+    if (m.readings) {  // calibrated, multiplied, full resolution, real lanes (readings.h)
+        w.out += readings_text(m);
     } else {
-        // XFP thresholds are not decoded; a CMIS module's page 02h is read
-        // only when page 01h advertises the monitors (bytes 159 and 160).
-        const bool page02 = std::find(m.pages.begin(), m.pages.end(), "02h") != m.pages.end();
-        w.field("Thresholds", g.module_type == FIBER_DIAG_XFP                ? "not decoded for XFP modules"
-                              : g.module_type == FIBER_DIAG_CMIS && page02 ? "not decoded: the module advertises no monitors"
-                                                                           : "not in the image");
+        if (!g.ddm_supported) w.field("Monitors", "not implemented by the module (readings are zero)");
+        w.field("Temperature", celsius(g.temperature));
+        w.field("Supply voltage", format_volts(g.voltage));
+        w.field("Rx power measured", g.rx_power_type ? "average" : "OMA");
+        if (g.module_type == FIBER_DIAG_CMIS) {
+            w.field("Media lanes", std::to_string(g.media_lane_count));
+            w.field("Max module power", fixed(g.max_power, 2) + " W");
+        }
+        w.row("Lane", {"Tx bias", "Tx power", "Rx power"});
+        for (unsigned lane = 0; lane < shown_lanes(g); ++lane)
+            w.row(std::to_string(lane + 1),
+                  {format_milliamps(g.tx_bias[lane]), format_dbm(g.tx_power[lane]), format_dbm(g.rx_power[lane])});
+        if (g.thresholds_valid) {
+            w.row("Thresholds", {"High alarm", "Low alarm", "High warn", "Low warn"});
+            w.row("Temperature", {celsius(g.temp_high_alarm), celsius(g.temp_low_alarm),
+                                  celsius(g.temp_high_warning), celsius(g.temp_low_warning)});
+            w.row("Supply voltage", {format_volts(g.voltage_high_alarm), format_volts(g.voltage_low_alarm),
+                                     format_volts(g.voltage_high_warning), format_volts(g.voltage_low_warning)});
+            w.row("Tx bias", {format_milliamps(g.tx_bias_high_alarm), format_milliamps(g.tx_bias_low_alarm),
+                              format_milliamps(g.tx_bias_high_warning), format_milliamps(g.tx_bias_low_warning)});
+            w.row("Tx power", {format_dbm(g.tx_power_high_alarm), format_dbm(g.tx_power_low_alarm),
+                               format_dbm(g.tx_power_high_warning), format_dbm(g.tx_power_low_warning)});
+            w.row("Rx power", {format_dbm(g.rx_power_high_alarm), format_dbm(g.rx_power_low_alarm),
+                               format_dbm(g.rx_power_high_warning), format_dbm(g.rx_power_low_warning)});
+        } else {
+            // XFP thresholds are not decoded; a CMIS module's page 02h is read
+            // only when page 01h advertises the monitors (bytes 159 and 160).
+            const bool page02 = std::find(m.pages.begin(), m.pages.end(), "02h") != m.pages.end();
+            w.field("Thresholds", g.module_type == FIBER_DIAG_XFP ? "not decoded for XFP modules"
+                                  : g.module_type == FIBER_DIAG_CMIS && page02
+                                      ? "not decoded: the module advertises no monitors"
+                                      : "not in the image");
+        }
     }
     std::vector<std::string> flags;
     for (unsigned id : diag_flag_ids(g)) flags.push_back(alarm_text(id));
