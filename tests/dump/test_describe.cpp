@@ -261,6 +261,22 @@ TEST(AlternateIdentifier, OsfpDecodedAsCmisLikeItsQsfpDdTwin) {
               std::string::npos) << text;
     EXPECT_NE(text.find("  Decoded as           CMIS map with identifier 18h in place of 19h"), std::string::npos);
     EXPECT_LT(text.find("\nDescription\n"), text.find("\nIdentification\n"));
+
+    // The other CMIS form factors of SFF-8024 take the same road; the
+    // identifiers the CMIS decoders accept do not.
+    const struct { uint8_t id; std::optional<uint8_t> in_place; const char *form; } forms[] = {
+        {0x1F, 0x18, "SFP-DD"}, {0x20, 0x18, "SFP (CMIS)"}, {0x21, 0x18, "OSFP-XD"}, {0x22, 0x18, "ELSFP"},
+        {0x23, 0x18, "CDFP"},   {0x1E, std::nullopt, "QSFP (CMIS)"}, {0x1B, std::nullopt, "DSFP"},
+    };
+    for (const auto &f : forms) {
+        bytes other = osfp;
+        other[0] = other[at(0, 128)] = f.id;
+        const decoded_module o = decoded(other);
+        EXPECT_EQ(o.identifier_in_place, f.in_place) << int(f.id);
+        EXPECT_EQ(o.diag->temperature, 42) << int(f.id);
+        EXPECT_EQ(o.coremgmt->module_state, m.coremgmt->module_state) << int(f.id);
+        EXPECT_EQ(module_summary(o).substr(0, std::strlen(f.form) + 1), std::string(f.form) + " ") << int(f.id);
+    }
 }
 
 // An SFF-8472 A0h + A2h image with check codes: a 10GBASE-LR DWDM SFP+ at
