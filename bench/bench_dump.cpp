@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The dump layer's throughput: every dump in the given directories (module
-// images and hex texts, read into memory once) decoded from its bytes to
+// images and hex texts, read into memory once) read into a module image
+// (format detection, hex parsing, checks), and decoded from its bytes to
 // the text report, to the JSON document, and to both. Reports dumps per
 // second (items_per_second) and input bytes per second.
 //
@@ -47,13 +48,18 @@ void collect(const fs::path &dir, std::vector<dump_file> &out) {
     }
 }
 
-enum class render { text, json, both };
+enum class render { image, text, json, both };
 
 void decode_all(benchmark::State &state, const std::vector<dump_file> *files, render what) {
     std::size_t bytes = 0;
     for (const dump_file &f : *files) bytes += f.bytes.size();
     for (auto _ : state) {
         for (const dump_file &f : *files) {
+            if (what == render::image) {  // reading only: format detection, hex parsing, image checks
+                auto image = fdump::make_image(f.bytes, fdump::input_format::automatic);
+                benchmark::DoNotOptimize(image.value);
+                continue;
+            }
             auto decoded = fdump::decode_bytes(f.bytes, f.name);
             if (!decoded) {
                 benchmark::DoNotOptimize(decoded.error.data());
@@ -85,6 +91,7 @@ int main(int argc, char **argv) {
     std::size_t decoded = 0;
     for (const dump_file &f : files) decoded += fdump::decode_bytes(f.bytes, f.name) ? 1 : 0;
     std::fprintf(stderr, "%zu dumps, %zu of them decode\n", files.size(), decoded);
+    benchmark::RegisterBenchmark("dumps/image", decode_all, &files, render::image);
     benchmark::RegisterBenchmark("dumps/text", decode_all, &files, render::text);
     benchmark::RegisterBenchmark("dumps/json", decode_all, &files, render::json);
     benchmark::RegisterBenchmark("dumps/text+json", decode_all, &files, render::both);
