@@ -3,8 +3,9 @@
 // by every front-end (the fiberdecode command, the exporter, the Python
 // package, the browser page).
 //
-//   in:  bytes of a dump (a file, standard input, a buffer: raw, optoe or hex
-//        text), a display name and optional format / family overrides;
+//   in:  bytes of a dump (a file, standard input, a buffer: raw, optoe, or
+//        hex text in any shape parse_hex in image.h reads; at most 4 MiB),
+//        a display name and optional format / family overrides;
 //        or the pages a caller has read itself (live reads, bindings).
 //   out: one decoded_module (the library's records, the pages the image
 //        holds, notes on what it lacks, whether the module was decoded), or
