@@ -598,7 +598,11 @@ std::string short_name(std::string_view name, bool one_lane = false) {
 
 std::string hex_code(unsigned code) { return strprintf("%02Xh", code); }
 
-json coded_json(unsigned code, const char *name) { return json{{"code", code}, {"name", name}}; }
+json coded_json(unsigned code, const char *name) {
+    json_object o(2);
+    o.put("code", code).put("name", name);
+    return std::move(o.value);
+}
 std::string coded_text(unsigned code, const char *name) { return hex_code(code) + " " + name; }
 
 json strings_json(const std::vector<std::string> &items) {
@@ -982,19 +986,18 @@ description describe(const decoded_module &m) {
             for (unsigned s : starts) start_lanes.push_back(s), start_text.push_back(std::to_string(s));
             const char *host = host_interface_name(a.host_interface);
             const char *medium = media_interface_name(media, a.media_interface);
-            apps.push_back(json{{"apsel", a.apsel},
-                                {"host_interface", coded_json(a.host_interface, host)},
-                                {"media_interface", coded_json(a.media_interface, medium)},
-                                {"host_lanes", a.host_lanes},
-                                {"media_lanes", a.media_lanes},
-                                {"host_lane_options", start_lanes}});
+            json_object app(6);
+            app.put("apsel", a.apsel).put("host_interface", coded_json(a.host_interface, host));
+            app.put("media_interface", coded_json(a.media_interface, medium)).put("host_lanes", a.host_lanes);
+            app.put("media_lanes", a.media_lanes).put("host_lane_options", std::move(start_lanes));
+            apps.push_back(std::move(app.value));
             lines.push_back(coded_text(a.host_interface, host) + " -> " + coded_text(a.media_interface, medium) +
                             "; " + std::to_string(a.host_lanes) + " host, " + std::to_string(a.media_lanes) +
                             " media lanes; starts on host lane " + (start_text.empty() ? "-" : join(start_text, ", ")));
             add(d, "", "Application " + std::to_string(a.apsel), lines.back(), json());
         }
         if (lines.empty()) add(d, "", "Applications", "none advertised", json());
-        add(d, "applications", "", "", apps);  // JSON only
+        add(d, "applications", "", "", std::move(apps));  // JSON only
         const unsigned active = cmis_active_apsel(plan);
         add(d, "active_application", "Active application",
             active ? "ApSel " + std::to_string(active) + " on host lane 1 (page 11h byte 206)"
@@ -1187,9 +1190,11 @@ std::string description_text(const decoded_module &m) {
 
 json description_json(const decoded_module &m) {
     if (!m.plan || m.family == module_family::unknown) return json(nullptr);
+    description d = describe(m);
     json out = json::object();
-    for (const field &f : describe(m).fields)
-        if (*f.key) out[f.key] = f.value;
+    out.get_ref<json::object_t &>().reserve(d.fields.size());
+    for (field &f : d.fields)
+        if (*f.key) out[f.key] = std::move(f.value);
     return out;
 }
 

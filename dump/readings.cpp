@@ -290,22 +290,24 @@ json optional_number(const std::optional<double> &v) { return v ? json(*v) : jso
 
 template <class T, class F>
 json threshold_json(const threshold_set<T> &t, F value) {
-    return json{{"high_alarm", value(t.high_alarm)},
-                {"low_alarm", value(t.low_alarm)},
-                {"high_warning", value(t.high_warning)},
-                {"low_warning", value(t.low_warning)}};
+    json_object o(4);
+    o.put("high_alarm", value(t.high_alarm)).put("low_alarm", value(t.low_alarm));
+    o.put("high_warning", value(t.high_warning)).put("low_warning", value(t.low_warning));
+    return std::move(o.value);
 }
 
 json thresholds_json(const reading_thresholds &t) {
     auto number = [](double v) { return json(v); };
     auto watts = [](const power_reading &p) { return json(p.watts); };
-    return json{{"temperature_celsius", threshold_json(t.temperature_celsius, number)},
-                {"supply_voltage_volts", threshold_json(t.supply_voltage_volts, number)},
-                {"tx_bias_amperes", t.tx_bias_amperes ? threshold_json(*t.tx_bias_amperes, number) : json(nullptr)},
-                {"tx_power_watts", threshold_json(t.tx_power, watts)},
-                {"tx_power_dbm", threshold_json(t.tx_power, dbm_json)},
-                {"rx_power_watts", threshold_json(t.rx_power, watts)},
-                {"rx_power_dbm", threshold_json(t.rx_power, dbm_json)}};
+    json_object o(7);
+    o.put("temperature_celsius", threshold_json(t.temperature_celsius, number));
+    o.put("supply_voltage_volts", threshold_json(t.supply_voltage_volts, number));
+    o.put("tx_bias_amperes", t.tx_bias_amperes ? threshold_json(*t.tx_bias_amperes, number) : json(nullptr));
+    o.put("tx_power_watts", threshold_json(t.tx_power, watts));
+    o.put("tx_power_dbm", threshold_json(t.tx_power, dbm_json));
+    o.put("rx_power_watts", threshold_json(t.rx_power, watts));
+    o.put("rx_power_dbm", threshold_json(t.rx_power, dbm_json));
+    return std::move(o.value);
 }
 
 }  // namespace
@@ -314,18 +316,19 @@ json readings_json(const decoded_module &m) {
     if (!m.readings) return nullptr;
     const module_readings &r = *m.readings;
     json lanes = json::array();
-    for (const lane_reading &l : r.lanes)
-        lanes.push_back(json{{"lane", l.lane},
-                             {"tx_bias_amperes", optional_number(l.tx_bias_amperes)},
-                             {"tx_power_watts", l.tx_power.watts},
-                             {"tx_power_dbm", dbm_json(l.tx_power)},
-                             {"rx_power_watts", l.rx_power.watts},
-                             {"rx_power_dbm", dbm_json(l.rx_power)}});
-    return json{{"temperature_celsius", r.temperature_celsius},
-                {"supply_voltage_volts", r.supply_voltage_volts},
-                {"rx_power_type", r.rx_power_average ? "average" : "OMA"},
-                {"lanes", lanes},
-                {"thresholds", r.thresholds ? thresholds_json(*r.thresholds) : json(nullptr)}};
+    lanes.get_ref<json::array_t &>().reserve(r.lanes.size());
+    for (const lane_reading &l : r.lanes) {
+        json_object lane(6);
+        lane.put("lane", l.lane).put("tx_bias_amperes", optional_number(l.tx_bias_amperes));
+        lane.put("tx_power_watts", l.tx_power.watts).put("tx_power_dbm", dbm_json(l.tx_power));
+        lane.put("rx_power_watts", l.rx_power.watts).put("rx_power_dbm", dbm_json(l.rx_power));
+        lanes.push_back(std::move(lane.value));
+    }
+    json_object o(5);
+    o.put("temperature_celsius", r.temperature_celsius).put("supply_voltage_volts", r.supply_voltage_volts);
+    o.put("rx_power_type", r.rx_power_average ? "average" : "OMA").put("lanes", std::move(lanes));
+    o.put("thresholds", r.thresholds ? thresholds_json(*r.thresholds) : json(nullptr));
+    return std::move(o.value);
 }
 
 // ---------------------------------------------------------------------------

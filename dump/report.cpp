@@ -358,63 +358,78 @@ std::string file_name(const std::string &name) {
 template <class T, std::size_t N>
 json json_array(const T (&values)[N]) {
     json a = json::array();
+    a.get_ref<json::array_t &>().reserve(N);
     for (const T &v : values) a.push_back(v);
     return a;
 }
 
 json json_ids(const std::vector<unsigned> &ids) {
     json list = json::array();
-    for (unsigned id : ids) list.push_back(json{{"id", id}, {"text", json_text(alarm_text(id))}});
+    for (unsigned id : ids) {
+        json_object alarm(2);
+        alarm.put("id", id).put("text", json_text(alarm_text(id)));
+        list.push_back(std::move(alarm.value));
+    }
     return list;
 }
 
-#define FIELD(record, name) {#name, record.name}
-#define TEXT(record, name) {#name, json_text(record.name, sizeof record.name)}
+#define FIELD(record, name) put(#name, record.name)
+#define TEXT(record, name) put(#name, json_text(record.name, sizeof record.name))
 
 json normal_json(const fiber_normal_info_t &n) {
-    return json{FIELD(n, unsupported), FIELD(n, ddm_supported), FIELD(n, is_xfp), FIELD(n, is_qsfp),
-                FIELD(n, is_copper), FIELD(n, is_active_cable), FIELD(n, is_sfp), FIELD(n, zx_within_90km),
-                {"name_prefix", json_text(n.name_prefix)}, {"type_name", json_text(n.type_name)},
-                {"connector_name", json_text(n.connector_name)}, FIELD(n, wavelength_nm),
-                FIELD(n, wavelength_tolerance_nm), FIELD(n, length_smf_m), FIELD(n, length_smf_km),
-                FIELD(n, length_smf_km_from_100m), FIELD(n, length_om5_m), FIELD(n, length_om4_m),
-                FIELD(n, length_om3_m), FIELD(n, length_om2_m), FIELD(n, length_om1_m), FIELD(n, length_copper_m),
-                TEXT(n, display_name), TEXT(n, serial_number), TEXT(n, vendor_specific), FIELD(n, trans_type),
-                FIELD(n, rate_mbps), FIELD(n, connector_class), {"lane_wavelength_nm", json_array(n.lane_wavelength_nm)},
-                FIELD(n, is_x8_module), FIELD(n, is_rj45)};
+    json_object o(31);
+    o.FIELD(n, unsupported).FIELD(n, ddm_supported).FIELD(n, is_xfp).FIELD(n, is_qsfp);
+    o.FIELD(n, is_copper).FIELD(n, is_active_cable).FIELD(n, is_sfp).FIELD(n, zx_within_90km);
+    o.put("name_prefix", json_text(n.name_prefix)).put("type_name", json_text(n.type_name));
+    o.put("connector_name", json_text(n.connector_name)).FIELD(n, wavelength_nm);
+    o.FIELD(n, wavelength_tolerance_nm).FIELD(n, length_smf_m).FIELD(n, length_smf_km);
+    o.FIELD(n, length_smf_km_from_100m).FIELD(n, length_om5_m).FIELD(n, length_om4_m);
+    o.FIELD(n, length_om3_m).FIELD(n, length_om2_m).FIELD(n, length_om1_m).FIELD(n, length_copper_m);
+    o.TEXT(n, display_name).TEXT(n, serial_number).TEXT(n, vendor_specific).FIELD(n, trans_type);
+    o.FIELD(n, rate_mbps).FIELD(n, connector_class).put("lane_wavelength_nm", json_array(n.lane_wavelength_nm));
+    o.FIELD(n, is_x8_module).FIELD(n, is_rj45);
+    return std::move(o.value);
 }
 
 json vendor_json(const fiber_vendor_info_t &v) {
-    return json{FIELD(v, unsupported), TEXT(v, vendor_name), {"vendor_oui", json_array(v.vendor_oui)},
-                TEXT(v, vendor_pn), TEXT(v, vendor_rev), TEXT(v, date_code), {"encoding", json_text(v.encoding)},
-                TEXT(v, firmware_version), TEXT(v, hardware_version)};
+    json_object o(9);
+    o.FIELD(v, unsupported).TEXT(v, vendor_name).put("vendor_oui", json_array(v.vendor_oui));
+    o.TEXT(v, vendor_pn).TEXT(v, vendor_rev).TEXT(v, date_code).put("encoding", json_text(v.encoding));
+    o.TEXT(v, firmware_version).TEXT(v, hardware_version);
+    return std::move(o.value);
 }
 
 json diag_json(const fiber_diag_info_t &g) {
-    return json{FIELD(g, unsupported), FIELD(g, ddm_supported), FIELD(g, qsfp_done), FIELD(g, cmis_done),
-                FIELD(g, rx_power_type), FIELD(g, thresholds_valid), FIELD(g, temperature), FIELD(g, voltage),
-                FIELD(g, media_lane_count), {"tx_bias", json_array(g.tx_bias)}, {"rx_power", json_array(g.rx_power)},
-                {"tx_power", json_array(g.tx_power)}, FIELD(g, temp_high_alarm), FIELD(g, temp_low_alarm),
-                FIELD(g, temp_high_warning), FIELD(g, temp_low_warning), FIELD(g, voltage_high_alarm),
-                FIELD(g, voltage_low_alarm), FIELD(g, voltage_high_warning), FIELD(g, voltage_low_warning),
-                FIELD(g, rx_power_high_alarm), FIELD(g, rx_power_low_alarm), FIELD(g, rx_power_high_warning),
-                FIELD(g, rx_power_low_warning), FIELD(g, tx_bias_high_alarm), FIELD(g, tx_bias_low_alarm),
-                FIELD(g, tx_bias_high_warning), FIELD(g, tx_bias_low_warning), FIELD(g, tx_power_high_alarm),
-                FIELD(g, tx_power_low_alarm), FIELD(g, tx_power_high_warning), FIELD(g, tx_power_low_warning),
-                FIELD(g, module_type), FIELD(g, monitor_flags), FIELD(g, rx_power_flags), FIELD(g, tx_power_flags),
-                FIELD(g, max_power), {"flags", json_ids(diag_flag_ids(g))}};
+    json_object o(38);
+    o.FIELD(g, unsupported).FIELD(g, ddm_supported).FIELD(g, qsfp_done).FIELD(g, cmis_done);
+    o.FIELD(g, rx_power_type).FIELD(g, thresholds_valid).FIELD(g, temperature).FIELD(g, voltage);
+    o.FIELD(g, media_lane_count).put("tx_bias", json_array(g.tx_bias)).put("rx_power", json_array(g.rx_power));
+    o.put("tx_power", json_array(g.tx_power)).FIELD(g, temp_high_alarm).FIELD(g, temp_low_alarm);
+    o.FIELD(g, temp_high_warning).FIELD(g, temp_low_warning).FIELD(g, voltage_high_alarm);
+    o.FIELD(g, voltage_low_alarm).FIELD(g, voltage_high_warning).FIELD(g, voltage_low_warning);
+    o.FIELD(g, rx_power_high_alarm).FIELD(g, rx_power_low_alarm).FIELD(g, rx_power_high_warning);
+    o.FIELD(g, rx_power_low_warning).FIELD(g, tx_bias_high_alarm).FIELD(g, tx_bias_low_alarm);
+    o.FIELD(g, tx_bias_high_warning).FIELD(g, tx_bias_low_warning).FIELD(g, tx_power_high_alarm);
+    o.FIELD(g, tx_power_low_alarm).FIELD(g, tx_power_high_warning).FIELD(g, tx_power_low_warning);
+    o.FIELD(g, module_type).FIELD(g, monitor_flags).FIELD(g, rx_power_flags).FIELD(g, tx_power_flags);
+    o.FIELD(g, max_power).put("flags", json_ids(diag_flag_ids(g)));
+    return std::move(o.value);
 }
 
 json alarm_json(const fiber_alarm_info_t &a) {
-    return json{FIELD(a, unsupported), FIELD(a, ddm_supported), FIELD(a, qsfp_done), FIELD(a, cmis_done),
-                FIELD(a, alarm_id_count), {"alarm_bits", json_array(a.alarm_bits)}, {"alarms", json_ids(alarm_ids(a))}};
+    json_object o(7);
+    o.FIELD(a, unsupported).FIELD(a, ddm_supported).FIELD(a, qsfp_done).FIELD(a, cmis_done);
+    o.FIELD(a, alarm_id_count).put("alarm_bits", json_array(a.alarm_bits)).put("alarms", json_ids(alarm_ids(a)));
+    return std::move(o.value);
 }
 
 json coremgmt_json(const fiber_coremgmt_info_t &c) {
     json states = json::array();
     for (const char *s : c.datapath_state) states.push_back(json_text(s));
-    return json{FIELD(c, unsupported), FIELD(c, media_lane_count), {"module_state", json_text(c.module_state)},
-                {"datapath_state", states}, {"datapath_state_changed", json_array(c.datapath_state_changed)}};
+    json_object o(5);
+    o.FIELD(c, unsupported).FIELD(c, media_lane_count).put("module_state", json_text(c.module_state));
+    o.put("datapath_state", std::move(states)).put("datapath_state_changed", json_array(c.datapath_state_changed));
+    return std::move(o.value);
 }
 
 #undef FIELD
@@ -474,21 +489,14 @@ json json_report(const decoded_module &m) {
     for (const auto &p : m.pages) pages.push_back(p);
     json notes = json::array();
     for (const auto &n : m.notes) notes.push_back(n);
-    return json{{"file", file_name(m.file)},
-                {"format", format_name(m.format)},
-                {"size", m.size},
-                {"kind", family_name(m.family)},
-                {"kind_forced", m.family_forced},
-                {"pages", pages},
-                {"decoded", m.failure.empty()},
-                {"notes", notes},
-                {"description", description_json(m)},
-                {"normal", optional_json(m.normal, normal_json)},
-                {"vendor", optional_json(m.vendor, vendor_json)},
-                {"diag", optional_json(m.diag, diag_json)},
-                {"readings", readings_json(m)},
-                {"alarm", optional_json(m.alarm, alarm_json)},
-                {"coremgmt", optional_json(m.coremgmt, coremgmt_json)}};
+    json_object o(15);
+    o.put("file", file_name(m.file)).put("format", format_name(m.format)).put("size", m.size);
+    o.put("kind", family_name(m.family)).put("kind_forced", m.family_forced).put("pages", std::move(pages));
+    o.put("decoded", m.failure.empty()).put("notes", std::move(notes)).put("description", description_json(m));
+    o.put("normal", optional_json(m.normal, normal_json)).put("vendor", optional_json(m.vendor, vendor_json));
+    o.put("diag", optional_json(m.diag, diag_json)).put("readings", readings_json(m));
+    o.put("alarm", optional_json(m.alarm, alarm_json)).put("coremgmt", optional_json(m.coremgmt, coremgmt_json));
+    return std::move(o.value);
 }
 
 }  // namespace fdump
