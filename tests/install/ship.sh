@@ -192,7 +192,7 @@ packages)
 
   # Every file of an install is in some package (an install rule without a
   # component would be in none).
-  for p in "$dir"/*.deb; do dpkg-deb -c "$p"; done | awk '{ print $6 }' | sed 's|^\./usr/||' | sort -u >all.files
+  for p in "$dir"/*.deb; do dpkg-deb -c "$p"; done | awk '{ print $6 }' | sed 's|^\./usr/||; s|^\./||' | sort -u >all.files
   if [ -d "$prefix" ]; then
     (cd "$prefix" && find . -type f -o -type l) | sed 's|^\./||' | sort >installed.files
     missing=$(comm -23 installed.files all.files)
