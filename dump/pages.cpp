@@ -39,6 +39,19 @@ std::string no_type(module_family family) {
 
 const uint8_t kZeroPage[kPage] = {};
 
+// Names the upper pages a QSFP or CMIS plan holds among those the library
+// reads, in page order.
+void name_upper_pages(page_plan &plan) {
+    auto name = [&](const auto &read) {
+        for (unsigned n : read)
+            if (plan.has(n)) plan.present.push_back(page_name(n));
+    };
+    if (plan.family == module_family::qsfp)
+        name(kQsfpPages);
+    else
+        name(kCmisPages);
+}
+
 }  // namespace
 
 fiber_module_kind kind_of(module_family family) {
@@ -91,13 +104,7 @@ page_plan plan_pages(module_family family, const module_image &image) {
         plan.present.push_back("lower");
         for (unsigned n = 0; n < FIBER_PAGE_COUNT; ++n)
             if (flat_page_present(n)) plan.pages[n] = base + kPage * (n + 1);
-        if (family == module_family::qsfp) {
-            for (unsigned n : kQsfpPages)
-                if (plan.has(n)) plan.present.push_back(page_name(n));
-        } else {
-            for (unsigned n : kCmisPages)
-                if (plan.has(n)) plan.present.push_back(page_name(n));
-        }
+        name_upper_pages(plan);
         break;
     case module_family::unknown:
         break;
@@ -139,13 +146,7 @@ page_plan plan_given_pages(module_family family, const uint8_t *lower, const fib
         if (plan.lower) plan.present.push_back("lower"), highest = kPage;
         for (unsigned n = 0; n < FIBER_PAGE_COUNT; ++n)
             if (plan.has(n)) highest = kPage * (n + 2);
-        if (family == module_family::qsfp) {
-            for (unsigned n : kQsfpPages)
-                if (plan.has(n)) plan.present.push_back(page_name(n));
-        } else {
-            for (unsigned n : kCmisPages)
-                if (plan.has(n)) plan.present.push_back(page_name(n));
-        }
+        name_upper_pages(plan);
         break;
     case module_family::unknown:
         break;
