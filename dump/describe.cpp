@@ -61,19 +61,19 @@ constexpr identifier_row kSff8024Table4_1[] = {
     {0x17, "microQSFP", "microQSFP"},
     {0x18, "QSFP-DD Double Density 8X Pluggable Transceiver", "QSFP-DD"},
     {0x19, "OSFP 8X Pluggable Transceiver", "OSFP"},
-    {0x1A, "SFP-DD Double Density 2X Pluggable Transceiver with SFP-DD Management Interface Specification", "SFP-DD"},
+    {0x1A, "SFP-DD Double Density 2X Pluggable Transceiver with the SFP-DD management interface", "SFP-DD"},
     {0x1B, "DSFP Dual Small Form Factor Pluggable Transceiver", "DSFP"},
     {0x1C, "x4 MiniLink/OcuLink", "MiniLink x4"},
     {0x1D, "x8 MiniLink", "MiniLink x8"},
-    {0x1E, "QSFP+ or later with Common Management Interface Specification (CMIS)", "QSFP (CMIS)"},
-    {0x1F, "SFP-DD Double Density 2X Pluggable Transceiver with Common Management Interface Specification (CMIS)",
+    {0x1E, "QSFP+ or later with CMIS", "QSFP (CMIS)"},
+    {0x1F, "SFP-DD Double Density 2X Pluggable Transceiver with CMIS",
      "SFP-DD"},
-    {0x20, "SFP+ and later with Common Management Interface Specification (CMIS)", "SFP (CMIS)"},
-    {0x21, "OSFP-XD with Common Management Interface Specification (CMIS)", "OSFP-XD"},
-    {0x22, "OIF-ELSFP with Common Management Interface Specification (CMIS)", "ELSFP"},
-    {0x23, "CDFP (x4 PCIe) SFF-TA-1032 with Common Management Interface Specification (CMIS)", "CDFP"},
-    {0x24, "CDFP (x8 PCIe) SFF-TA-1032 with Common Management Interface Specification (CMIS)", "CDFP"},
-    {0x25, "CDFP (x16 PCIe) SFF-TA-1032 with Common Management Interface Specification (CMIS)", "CDFP"},
+    {0x20, "SFP+ and later with CMIS", "SFP (CMIS)"},
+    {0x21, "OSFP-XD with CMIS", "OSFP-XD"},
+    {0x22, "OIF-ELSFP with CMIS", "ELSFP"},
+    {0x23, "CDFP (x4 PCIe) SFF-TA-1032 with CMIS", "CDFP"},
+    {0x24, "CDFP (x8 PCIe) SFF-TA-1032 with CMIS", "CDFP"},
+    {0x25, "CDFP (x16 PCIe) SFF-TA-1032 with CMIS", "CDFP"},
 };
 
 // SFF-8024 Table 4-3: connector types.
@@ -103,7 +103,7 @@ constexpr code_name kSff8024Table4_3[] = {
     {0x28, "MPO 1x16"},
 };
 
-// SFF-8024 Table 4-4: extended specification compliance codes (SFF-8472
+// SFF-8024 Table 4-4: extended compliance codes (SFF-8472
 // A0h byte 36, SFF-8636 page 00h byte 192).
 constexpr code_name kSff8024Table4_4[] = {
     {0x00, "Unspecified"},
@@ -442,7 +442,7 @@ constexpr compliance_bit kSff8472FcSpeed[] = {
 };
 constexpr unsigned kSfpFcSpeed = 10, kSfpFcSpeed2Used = 1;  // byte 10 bit 1: see byte 62
 
-// SFF-8636 page 00h bytes 131-137: specification compliance codes (byte 131
+// SFF-8636 page 00h bytes 131-137: compliance codes (byte 131
 // bit 7 only says that byte 192 applies). Ethernet first.
 constexpr compliance_bit kSff8636Bytes131To137[] = {
     {131, 1, "40GBASE-LR4", true},

@@ -29,7 +29,7 @@ TEST(CodeNames, Sff8024Tables) {
         {identifier_name, 0x11, "QSFP28 or later with SFF-8636"},
         {identifier_name, 0x18, "QSFP-DD Double Density 8X Pluggable Transceiver"},
         {identifier_name, 0x19, "OSFP 8X Pluggable Transceiver"},
-        {identifier_name, 0x1E, "QSFP+ or later with Common Management Interface Specification (CMIS)"},
+        {identifier_name, 0x1E, "QSFP+ or later with CMIS"},
         {identifier_name, 0x7F, "unknown"},
         {identifier_name, 0x80, "vendor specific"},
         {connector_name, 0x07, "LC (Lucent Connector)"},
