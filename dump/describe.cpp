@@ -2,6 +2,7 @@
 // Module descriptions from the standards' own tables, and the pages the
 // decoders are given for an identifier their family turns away.
 #include "describe.h"
+#include "report.h"
 
 #include <algorithm>
 #include <bit>
@@ -542,16 +543,6 @@ const char *lookup(std::span<const code_name> table, std::span<const code_range>
 
 uint8_t upper(const uint8_t *page, unsigned byte) { return page[byte - 128]; }
 unsigned word(const uint8_t *p) { return static_cast<unsigned>(p[0]) << 8 | p[1]; }
-
-std::string strprintf(const char *format, ...) __attribute__((format(printf, 1, 2)));
-std::string strprintf(const char *format, ...) {
-    char buf[256];
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(buf, sizeof buf, format, args);
-    va_end(args);
-    return buf;
-}
 
 // Up to two decimals, trailing zeros dropped.
 std::string compact(double value) {

@@ -20,16 +20,6 @@ namespace {
 constexpr std::size_t kLabelWidth = 21;
 constexpr std::size_t kColumnWidth = 13;
 
-std::string strprintf(const char *format, ...) __attribute__((format(printf, 1, 2)));
-std::string strprintf(const char *format, ...) {
-    char buf[256];
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(buf, sizeof buf, format, args);
-    va_end(args);
-    return buf;
-}
-
 // Fixed decimals, without a minus sign on a value that rounds to zero.
 std::string fixed(double value, int decimals) {
     std::string s = strprintf("%.*f", decimals, value);
@@ -447,6 +437,15 @@ std::string format_dbm(float dbm) { return fixed(dbm, 2) + " dBm"; }
 std::string format_volts(int32_t units_100uv) { return fixed(units_100uv / 10000.0, 4) + " V"; }
 
 std::string format_milliamps(int32_t units_2ua) { return fixed(units_2ua * 0.002, 3) + " mA"; }
+
+std::string strprintf(const char *format, ...) {
+    char buf[256];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(buf, sizeof buf, format, args);
+    va_end(args);
+    return buf;
+}
 
 std::string printable(const char *field, std::size_t size) {
     std::size_t n = strnlen(field, size);

@@ -48,6 +48,8 @@ std::string format_milliamps(int32_t units_2ua);
 // Module text as stored, trailing blanks removed, other bytes outside
 // printable ASCII as \xNN.
 std::string printable(const char *field, std::size_t size);
+// printf into a string of at most 255 characters (report fields and values).
+std::string strprintf(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace fdump
 
