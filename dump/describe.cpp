@@ -816,21 +816,32 @@ struct field {
     json value;         // JSON value
 };
 
+// What a description is built for: the text section, the JSON object, or
+// only the one-line summary. Each field is rendered for the one asked for.
+enum class rendering { text, json, summary };
+
 struct description {
+    rendering want;
     std::string summary;
     std::vector<field> fields;
+    bool text() const { return want == rendering::text; }
+    bool json_value() const { return want == rendering::json; }
 };
 
+// Keeps a field the rendering shows: text fields have a label, JSON fields a key.
 void add(description &d, const char *key, std::string label, std::string text, json value) {
+    if (d.text() ? label.empty() : !(d.json_value() && *key)) return;
     d.fields.push_back({key, std::move(label), std::move(text), std::move(value)});
 }
 
 void add_coded(description &d, const char *key, const char *label, unsigned code, const char *name) {
-    add(d, key, label, coded_text(code, name), coded_json(code, name));
+    add(d, key, label, d.text() ? coded_text(code, name) : std::string(),
+        d.json_value() ? coded_json(code, name) : json());
 }
 
 void add_list(description &d, const char *key, const char *label, const std::vector<std::string> &items) {
-    add(d, key, label, items.empty() ? "none" : join(items, ", "), strings_json(items));
+    add(d, key, label, !d.text() ? std::string() : items.empty() ? "none" : join(items, ", "),
+        d.json_value() ? strings_json(items) : json());
 }
 
 const char *map_name(module_family f) {
@@ -851,8 +862,8 @@ std::string joined(const std::vector<std::string> &parts) {
     return out;
 }
 
-description describe(const decoded_module &m) {
-    description d;
+description describe(const decoded_module &m, rendering want) {
+    description d{want, {}, {}};
     const page_plan &plan = *m.plan;
     const module_bytes b = bytes_of(plan);
     const identifier_row *id = identifier_of(b.identifier);
@@ -903,10 +914,10 @@ description describe(const decoded_module &m) {
                                   : (diag & kSfpExternal) ? "external"
                                                           : "unspecified";
         add(d, "calibration", "Diagnostics",
-            calibration ? std::string(calibration) + "ly calibrated" : "not implemented (A0h byte 92 bit 6 is 0)",
+            !calibration                                    ? "not implemented (A0h byte 92 bit 6 is 0)"
+            : std::strcmp(calibration, "unspecified") == 0 ? "calibration not stated (A0h byte 92 bits 5-4 are 0)"
+                                                            : std::string(calibration) + "ly calibrated",
             calibration ? json(calibration) : json());
-        if (calibration && std::strcmp(calibration, "unspecified") == 0)
-            d.fields.back().text = "calibration not stated (A0h byte 92 bits 5-4 are 0)";
         const unsigned mbd = a0[kSfpBitRate] == 0xFF ? a0[kSfpBitRateMax] * 250u : a0[kSfpBitRate] * 100u;
         add(d, "nominal_rate_mbd", "Nominal rate", std::to_string(mbd) + " MBd", mbd);
         break;
@@ -967,27 +978,31 @@ description describe(const decoded_module &m) {
         add(d, "memory", "Memory", flat ? "flat (lower page byte 2 bit 7)" : "paged", flat ? "flat" : "paged");
         add_coded(d, "media_type", "Media type", media, media_type_name(media));
         json apps = json::array();
-        std::vector<std::string> lines;
-        for (const cmis_application &a : cmis_applications(plan)) {
-            std::vector<unsigned> starts;
-            for (unsigned lane = 0; lane < 8; ++lane)
-                if ((a.host_lane_options >> lane) & 1u) starts.push_back(lane + 1);
-            json start_lanes = json::array();
-            std::vector<std::string> start_text;
-            for (unsigned s : starts) start_lanes.push_back(s), start_text.push_back(std::to_string(s));
+        const std::vector<cmis_application> applications = cmis_applications(plan);
+        for (const cmis_application &a : applications) {
             const char *host = host_interface_name(a.host_interface);
             const char *medium = media_interface_name(media, a.media_interface);
-            json_object app(6);
-            app.put("apsel", a.apsel).put("host_interface", coded_json(a.host_interface, host));
-            app.put("media_interface", coded_json(a.media_interface, medium)).put("host_lanes", a.host_lanes);
-            app.put("media_lanes", a.media_lanes).put("host_lane_options", std::move(start_lanes));
-            apps.push_back(std::move(app.value));
-            lines.push_back(coded_text(a.host_interface, host) + " -> " + coded_text(a.media_interface, medium) +
-                            "; " + std::to_string(a.host_lanes) + " host, " + std::to_string(a.media_lanes) +
-                            " media lanes; starts on host lane " + (start_text.empty() ? "-" : join(start_text, ", ")));
-            add(d, "", "Application " + std::to_string(a.apsel), lines.back(), json());
+            if (d.text()) {
+                std::vector<std::string> starts;
+                for (unsigned lane = 0; lane < 8; ++lane)
+                    if ((a.host_lane_options >> lane) & 1u) starts.push_back(std::to_string(lane + 1));
+                add(d, "", "Application " + std::to_string(a.apsel),
+                    coded_text(a.host_interface, host) + " -> " + coded_text(a.media_interface, medium) + "; " +
+                        std::to_string(a.host_lanes) + " host, " + std::to_string(a.media_lanes) +
+                        " media lanes; starts on host lane " + (starts.empty() ? "-" : join(starts, ", ")),
+                    json());
+            } else if (d.json_value()) {
+                json start_lanes = json::array();
+                for (unsigned lane = 0; lane < 8; ++lane)
+                    if ((a.host_lane_options >> lane) & 1u) start_lanes.push_back(lane + 1);
+                json_object app(6);
+                app.put("apsel", a.apsel).put("host_interface", coded_json(a.host_interface, host));
+                app.put("media_interface", coded_json(a.media_interface, medium)).put("host_lanes", a.host_lanes);
+                app.put("media_lanes", a.media_lanes).put("host_lane_options", std::move(start_lanes));
+                apps.push_back(std::move(app.value));
+            }
         }
-        if (lines.empty()) add(d, "", "Applications", "none advertised", json());
+        if (applications.empty()) add(d, "", "Applications", "none advertised", json());
         add(d, "applications", "", "", std::move(apps));  // JSON only
         const unsigned active = cmis_active_apsel(plan);
         add(d, "active_application", "Active application",
@@ -1020,8 +1035,10 @@ description describe(const decoded_module &m) {
         connector_text = "RJ45";  // the library's reading of a BASE-T module
     std::string lane_text = b.family == module_family::cmis && lanes ? std::to_string(lanes) + " lanes" : "";
     d.summary = joined({form + " " + technology, connector_text, wavelength, length, lane_text});
-    d.fields.front().text = d.summary;
-    d.fields.front().value = d.summary;
+    if (!d.fields.empty() && std::strcmp(d.fields.front().key, "summary") == 0) {
+        d.fields.front().text = d.summary;
+        if (d.json_value()) d.fields.front().value = d.summary;
+    }
     return d;
 }
 
@@ -1164,13 +1181,15 @@ std::string substituted_identification_status(const decoded_module &m) {
 
 // --- rendering --------------------------------------------------------------------------------
 
-std::string module_summary(const decoded_module &m) { return m.plan ? describe(m).summary : std::string(); }
+std::string module_summary(const decoded_module &m) {
+    return m.plan ? describe(m, rendering::summary).summary : std::string();
+}
 
 std::string description_text(const decoded_module &m) {
     if (!m.plan || m.family == module_family::unknown) return {};
     constexpr std::size_t kLabelWidth = 21;  // as the report's other sections
     std::string out = "\nDescription\n";
-    for (const field &f : describe(m).fields) {
+    for (const field &f : describe(m, rendering::text).fields) {
         if (f.label.empty()) continue;
         std::size_t width = 0;
         for (unsigned char c : f.label) width += (c & 0xC0) != 0x80;
@@ -1181,7 +1200,7 @@ std::string description_text(const decoded_module &m) {
 
 json description_json(const decoded_module &m) {
     if (!m.plan || m.family == module_family::unknown) return json(nullptr);
-    description d = describe(m);
+    description d = describe(m, rendering::json);
     json out = json::object();
     out.get_ref<json::object_t &>().reserve(d.fields.size());
     for (field &f : d.fields)
