@@ -1111,11 +1111,6 @@ unsigned cmis_active_apsel(const page_plan &plan) {
     return upper(plan.pages[0x11], kCmisActiveControlSet) >> 4;
 }
 
-unsigned cmis_media_lane_count(const page_plan &plan) {
-    auto app = chosen_application(plan);
-    return app ? app->media_lanes : 0;
-}
-
 // --- identifier substitution -------------------------------------------------------------
 
 bool sff8472_layout(const uint8_t *a0) {

@@ -50,11 +50,13 @@ std::vector<cmis_application> cmis_applications(const page_plan &plan);
 // 206 bits 7-4), 0 when the image has no page 11h or the lane is unused.
 unsigned cmis_active_apsel(const page_plan &plan);
 
-// The media lane count of the application host lane 1 runs (active control
-// set), or else of the first advertised application; 0 when none is
-// advertised. Not the record's media_lane_count, which is always lower page
-// byte 88 (the first descriptor, used or not).
-unsigned cmis_media_lane_count(const page_plan &plan);
+// The description's CMIS lane count is the module's: the application host
+// lane 1 runs (active control set), or else the first advertised one, times
+// the instances of it the module holds (one per host lane it may start on,
+// byte 3 of its descriptor). The readings count fewer where fewer data paths
+// are active: they show the lanes page 11h monitors (cmis_media_lanes in
+// readings.h). Neither is the record's media_lane_count, which is always
+// lower page byte 88 (the first descriptor, used or not).
 
 // SFF-8472 A0h layout: the check code of bytes 0-62 is byte 63 (CC_BASE),
 // the block is not all zero, and the vendor name (bytes 20-35) and part

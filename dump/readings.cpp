@@ -9,6 +9,8 @@
 #include <set>
 #include <utility>
 
+#include "describe.h"
+
 namespace fdump {
 
 namespace {
@@ -68,11 +70,6 @@ constexpr unsigned kVSlope = 88;     // V slope, offset at 90
 constexpr unsigned kCmisMonitorsByte = 160;
 constexpr unsigned kBiasMultiplier[4] = {1, 2, 4, 0};
 
-// CMIS application descriptors: four bytes each, the third holding the host
-// lane count (bits 7-4) and the media lane count (bits 3-0). Applications
-// 1-8 at lower page bytes 86-117, 9-15 at page 01h bytes 223-250.
-constexpr unsigned kAppLower = 86, kAppPage01 = 223, kAppLaneCounts = 2, kAppSize = 4;
-constexpr uint8_t kHostIdUnused = 0xFF;
 // CMIS page 11h bytes 206-213: DPConfigLane of host lanes 1-8 in the active
 // control set: AppSel bits 7-4 (0: lane unused), DataPathID bits 3-1.
 constexpr unsigned kActiveDpConfig = 206;
@@ -146,17 +143,18 @@ threshold_set<double> record_block(int32_t high_alarm, int32_t low_alarm, int32_
     return {convert(high_alarm), convert(low_alarm), convert(high_warning), convert(low_warning)};
 }
 
-unsigned application_media_lanes(const uint8_t *lower, const uint8_t *page01, unsigned app) {
-    const uint8_t *descriptor = nullptr;
-    if (app >= 1 && app <= 8) descriptor = lower + kAppLower + kAppSize * (app - 1);
-    else if (app >= 9 && app <= 15 && page01) descriptor = page01 + kAppPage01 - kUpper + kAppSize * (app - 9);
-    if (!descriptor || descriptor[0] == kHostIdUnused || descriptor[0] == 0) return 0;
-    return descriptor[kAppLaneCounts] & 0x0Fu;
+// The media lane count of application `apsel` (lower page bytes 86-117,
+// page 01h bytes 223-250 for ApSel 9-15), 0 when it is not advertised.
+unsigned application_media_lanes(const std::vector<cmis_application> &apps, unsigned apsel) {
+    for (const cmis_application &a : apps)
+        if (a.apsel == apsel) return a.media_lanes;
+    return 0;
 }
 
 }  // namespace
 
 unsigned cmis_media_lanes(const uint8_t *lower, const uint8_t *page01, const uint8_t *page11, std::string *source) {
+    const std::vector<cmis_application> apps = cmis_applications(lower, page01);
     if (page11) {
         std::set<std::pair<unsigned, unsigned>> paths;  // (AppSel, DataPathID)
         unsigned lanes = 0;
@@ -164,14 +162,14 @@ unsigned cmis_media_lanes(const uint8_t *lower, const uint8_t *page01, const uin
             const uint8_t config = page11[kActiveDpConfig - kUpper + host_lane];
             const unsigned app = config >> 4, path = (config >> 1) & 0x07u;
             if (app == 0 || !paths.insert({app, path}).second) continue;
-            lanes += application_media_lanes(lower, page01, app);
+            lanes += application_media_lanes(apps, app);
         }
         if (lanes > 0) {
             if (source) *source = "active data paths";
             return std::min(lanes, 8u);
         }
     }
-    const unsigned first = application_media_lanes(lower, page01, 1);
+    const unsigned first = application_media_lanes(apps, 1);
     if (first > 0 && source) *source = "first application";
     return std::min(first, 8u);
 }

@@ -381,7 +381,6 @@ TEST(CmisApplications, DescriptorsActiveSetAndLaneCounts) {
     EXPECT_EQ(media_lanes, (std::vector<unsigned>{4, 1, 4, 4, 1, 1, 1, 4}));
     EXPECT_EQ(options, (std::vector<unsigned>{0x01, 0x55, 0x11, 0x01, 0, 0, 0, 0x01}));
     EXPECT_EQ(cmis_active_apsel(plan), 3u);
-    EXPECT_EQ(cmis_media_lane_count(plan), 1u);  // the active application's
     decoded_module m = decoded(b);
     const json desc = json_report(m).at("description");
     EXPECT_EQ(desc.at("applications").size(), 8u);
@@ -389,8 +388,12 @@ TEST(CmisApplications, DescriptorsActiveSetAndLaneCounts) {
     EXPECT_EQ(desc.at("lanes"), 4);  // four instances of one media lane
     EXPECT_EQ(desc.at("summary"), "QSFP-DD 400GBASE-DR4, MPO 1x12, 4 lanes");  // the library's type 400GBASE-DR4
 
-    b[at(0x11, 206)] = 0x00;  // no active application: the first one counts
-    EXPECT_EQ(cmis_media_lane_count(plan_pages(module_family::cmis, {b, input_format::raw})), 4u);
+    b[at(0x11, 206)] = 0x00;  // no active application: the first one counts, one instance of 4 media lanes
+    EXPECT_EQ(json_report(decoded(b)).at("description").at("lanes"), 4);
+    b[89] = 0x11;             // may start on host lane 1 or 5, but two 8-lane instances do not fit: one
+    EXPECT_EQ(json_report(decoded(b)).at("description").at("lanes"), 4);
+    b[88] = 0x44;             // 4 host lanes: two instances of 4 media lanes
+    EXPECT_EQ(json_report(decoded(b)).at("description").at("lanes"), 8);
     b[2] = 0x80;              // flat memory: no page 01h, whatever the image holds there
     EXPECT_EQ(cmis_applications(plan_pages(module_family::cmis, {b, input_format::raw})).size(), 7u);
 }
