@@ -809,29 +809,32 @@ std::string cmis_technology(const page_plan &plan, const module_bytes &b, unsign
 
 // --- the description's fields ------------------------------------------------------
 
+// One line of the text section.
 struct field {
-    const char *key;    // JSON key
-    std::string label;  // text label
-    std::string text;   // text value
-    json value;         // JSON value
+    std::string label;
+    std::string text;
 };
 
 // What a description is built for: the text section, the JSON object, or
-// only the one-line summary. Each field is rendered for the one asked for.
+// only the one-line summary. Each field is rendered for the one asked for:
+// text fields (those with a label) as lines, JSON fields (those with a key)
+// straight into the object.
 enum class rendering { text, json, summary };
+
+constexpr std::size_t kDescriptionMembers = 24;  // the most keys one family's description has
 
 struct description {
     rendering want;
     std::string summary;
-    std::vector<field> fields;
+    std::vector<field> fields;                // text
+    json_object object{kDescriptionMembers};  // JSON
     bool text() const { return want == rendering::text; }
     bool json_value() const { return want == rendering::json; }
 };
 
-// Keeps a field the rendering shows: text fields have a label, JSON fields a key.
 void add(description &d, const char *key, std::string label, std::string text, json value) {
-    if (d.text() ? label.empty() : !(d.json_value() && *key)) return;
-    d.fields.push_back({key, std::move(label), std::move(text), std::move(value)});
+    if (d.text() && !label.empty()) d.fields.push_back({std::move(label), std::move(text)});
+    else if (d.json_value() && *key) d.object.put(key, std::move(value));
 }
 
 void add_coded(description &d, const char *key, const char *label, unsigned code, const char *name) {
@@ -1035,10 +1038,8 @@ description describe(const decoded_module &m, rendering want) {
         connector_text = "RJ45";  // the library's reading of a BASE-T module
     std::string lane_text = b.family == module_family::cmis && lanes ? std::to_string(lanes) + " lanes" : "";
     d.summary = joined({form + " " + technology, connector_text, wavelength, length, lane_text});
-    if (!d.fields.empty() && std::strcmp(d.fields.front().key, "summary") == 0) {
-        d.fields.front().text = d.summary;
-        if (d.json_value()) d.fields.front().value = d.summary;
-    }
+    if (d.text()) d.fields.front().text = d.summary;
+    if (d.json_value()) d.object.value.front() = d.summary;
     return d;
 }
 
@@ -1195,12 +1196,7 @@ std::string description_text(const decoded_module &m) {
 
 json description_json(const decoded_module &m) {
     if (!m.plan || m.family == module_family::unknown) return json(nullptr);
-    description d = describe(m, rendering::json);
-    json out = json::object();
-    out.get_ref<json::object_t &>().reserve(d.fields.size());
-    for (field &f : d.fields)
-        if (*f.key) out[f.key] = std::move(f.value);
-    return out;
+    return std::move(describe(m, rendering::json).object.value);
 }
 
 }  // namespace fdump

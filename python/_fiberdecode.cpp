@@ -11,6 +11,7 @@
 // (page sizes, page numbers, unknown format or kind names) raise ValueError.
 #include <pybind11/pybind11.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -71,13 +72,29 @@ py::object steal(PyObject *object) {
 // decimal that reads back as the same float), read as a Python float: the
 // value json.loads gives for the command's output. In a document a value
 // that is not finite is None, as the document's null.
+//
+// The document's digits are m x 10^e with m below 10^9. When 10^|e| is
+// exact in a double (|e| <= 22), one multiplication or division of two
+// exact doubles is correctly rounded, as parsing the text is; otherwise the
+// text is written and parsed.
 py::object float_value(float value) {
-    if (!std::isfinite(value)) return steal(PyFloat_FromDouble(value));
-    char text[64] = {};
-    char *end = nlohmann::detail::to_chars(text, text + sizeof text - 1, value);
+    if (!std::isfinite(value) || value == 0.0f) return steal(PyFloat_FromDouble(value));
+    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    char digits[32];
+    int length = 0, exponent = 0;
+    nlohmann::detail::dtoa_impl::grisu2(digits, length, exponent, std::fabs(value));
     double decimal = 0.0;
-    std::from_chars(text, end, decimal);  // correctly rounded, as Python's float()
-    return steal(PyFloat_FromDouble(decimal));
+    if (length <= 9 && exponent >= -22 && exponent <= 22) {
+        std::uint64_t m = 0;
+        for (int i = 0; i < length; ++i) m = m * 10 + static_cast<unsigned>(digits[i] - '0');
+        decimal = exponent >= 0 ? static_cast<double>(m) * kPowers[exponent] : static_cast<double>(m) / kPowers[-exponent];
+    } else {
+        char text[64] = {};
+        char *end = nlohmann::detail::to_chars(text, text + sizeof text - 1, std::fabs(value));
+        std::from_chars(text, end, decimal);  // correctly rounded, as Python's float()
+    }
+    return steal(PyFloat_FromDouble(std::signbit(value) ? -decimal : decimal));
 }
 
 py::object float_object(float value) { return std::isfinite(value) ? float_value(value) : py::none(); }
@@ -85,8 +102,8 @@ py::object float_object(float value) { return std::isfinite(value) ? float_value
 // The document's keys are the dump layer's fixed names: each is made a
 // Python string once and reused (its hash computed once), which saves the
 // better part of turning a document into dicts. The cache is a direct-mapped
-// table on an FNV-1a hash of the key: a key that collides with another is
-// made again, never confused with it. Touched with the GIL held.
+// table on a hash of the key's length and its first and last eight bytes:
+// a key that collides with another is made again, never confused with it. Touched with the GIL held.
 PyObject *key_object(const std::string &key) {
     struct slot {
         std::string key;
@@ -94,9 +111,12 @@ PyObject *key_object(const std::string &key) {
     };
     constexpr std::size_t kSlots = 2048;  // the document has a few hundred distinct keys
     static slot *slots = new slot[kSlots];
-    std::uint32_t hash = 2166136261u;
-    for (unsigned char c : key) hash = (hash ^ c) * 16777619u;
-    slot &s = slots[hash % kSlots];
+    const std::size_t n = key.size(), part = std::min<std::size_t>(n, 8);
+    std::uint64_t head = 0, tail = 0;
+    std::memcpy(&head, key.data(), part);
+    std::memcpy(&tail, key.data() + n - part, part);
+    const std::uint64_t hash = (head * 0x9E3779B97F4A7C15u) ^ (tail * 0xC2B2AE3D27D4EB4Fu) ^ n;
+    slot &s = slots[(hash >> 32) % kSlots];
     if (s.object && s.key == key) return s.object;
     PyObject *object = PyUnicode_FromStringAndSize(key.data(), static_cast<Py_ssize_t>(key.size()));
     if (!object) throw py::error_already_set();
@@ -126,7 +146,7 @@ py::object to_python(const json &value) {
         return list;
     }
     case json::value_t::object: {
-        py::object dict = steal(PyDict_New());
+        py::object dict = steal(_PyDict_NewPresized(static_cast<Py_ssize_t>(value.size())));
         for (const auto &[key, item] : value.get_ref<const json::object_t &>()) {
             if (PyDict_SetItem(dict.ptr(), key_object(key), to_python(item).ptr()) != 0) throw py::error_already_set();
         }
