@@ -38,9 +38,8 @@ struct options {
     bool json = false;
     bool dump = false;
     // Live sources, read after the files.
-    std::vector<std::string> interfaces, modules, globs;
-    std::string modules_file;
-    bool all_interfaces = false;
+    source_options sources;
+    std::string modules_file;  // --modules-file is given at most once here
     double timeout_s = 5.0;
 };
 
@@ -80,36 +79,6 @@ int decode_file(const options &opt, const std::string &path, bool first) {
         return kBadInput;
     }
     return report(opt, *decoded.value, first);
-}
-
-// The live sources in the order of the options; a source error is an input
-// error (exit status 2).
-outcome<std::vector<module_source>> gather_sources(const options &opt) {
-    using result = outcome<std::vector<module_source>>;
-    std::vector<module_source> sources;
-    for (const auto &arg : opt.modules) {
-        auto source = parse_module_arg(arg);
-        if (!source) return result::fail("--module " + arg + ": " + source.error);
-        sources.push_back(*source.value);
-    }
-    if (!opt.modules_file.empty()) {
-        auto listed = read_modules_file(opt.modules_file);
-        if (!listed) return result::fail(listed.error);
-        sources.insert(sources.end(), listed.value->begin(), listed.value->end());
-    }
-    for (const auto &pattern : opt.globs) {
-        auto found = glob_modules(pattern);
-        if (found.empty()) return result::fail("--module-glob " + pattern + ": no file matches");
-        sources.insert(sources.end(), found.begin(), found.end());
-    }
-    for (const auto &iface : opt.interfaces) sources.push_back(interface_source(iface));
-    if (opt.all_interfaces) {
-        auto found = all_interfaces();
-        if (!found) return result::fail(found.error);
-        if (found.value->empty()) return result::fail("--all-interfaces: no network interface is backed by a device");
-        sources.insert(sources.end(), found.value->begin(), found.value->end());
-    }
-    return result::ok(std::move(sources));
 }
 
 // Reads every source, a few at a time so that one that hangs costs at most
@@ -159,15 +128,17 @@ int main(int argc, char **argv) {
         ->check(CLI::IsMember({"auto", "sfp", "xfp", "qsfp", "cmis"}));
     auto *json_flag = app.add_flag("--json", opt.json, "Print one JSON document per file");
     app.add_flag("--dump", opt.dump, "Also print the library's page dump (text mode)")->excludes(json_flag);
-    app.add_option("--interface", opt.interfaces,
+    app.add_option("--interface", opt.sources.interfaces,
                    "Read the module of network interface IFACE through the kernel (needs CAP_NET_ADMIN); repeatable")
         ->type_name("IFACE");
-    app.add_flag("--all-interfaces", opt.all_interfaces, "Read the modules of every interface backed by a device");
-    app.add_option("--module", opt.modules, "Read an EEPROM file (optoe, at24 sysfs) or dump as port NAME; repeatable")
+    app.add_flag("--all-interfaces", opt.sources.all_interfaces,
+                 "Read the modules of every interface backed by a device");
+    app.add_option("--module", opt.sources.modules,
+                   "Read an EEPROM file (optoe, at24 sysfs) or dump as port NAME; repeatable")
         ->type_name("NAME=PATH");
     app.add_option("--modules-file", opt.modules_file, "Read the modules listed in FILE, lines \"NAME PATH\"")
         ->type_name("FILE");
-    app.add_option("--module-glob", opt.globs,
+    app.add_option("--module-glob", opt.sources.globs,
                    "Read the files matching PATTERN, named by the parts the wildcards match; repeatable")
         ->type_name("PATTERN");
     app.add_option("--timeout", opt.timeout_s, "Time limit of each module read from the sources above, in s (default 5)")
@@ -175,8 +146,8 @@ int main(int argc, char **argv) {
     app.set_version_flag("--version", FIBERDECODE_VERSION);
     try {
         app.parse(argc, argv);
-        if (opt.files.empty() && opt.interfaces.empty() && opt.modules.empty() && opt.modules_file.empty() &&
-            opt.globs.empty() && !opt.all_interfaces)
+        if (opt.files.empty() && opt.sources.interfaces.empty() && opt.sources.modules.empty() &&
+            opt.modules_file.empty() && opt.sources.globs.empty() && !opt.sources.all_interfaces)
             throw CLI::RequiredError("FILE");
     } catch (const CLI::ParseError &e) {
         int code = app.exit(e);
@@ -184,6 +155,7 @@ int main(int argc, char **argv) {
     }
     opt.format = *parse_format_name(format);
     if (kind != "auto") opt.kind = parse_family_name(kind);
+    if (!opt.modules_file.empty()) opt.sources.modules_files.push_back(opt.modules_file);
 
     int status = kDecoded;
     bool first = true;
@@ -191,7 +163,8 @@ int main(int argc, char **argv) {
         status = std::max(status, decode_file(opt, file, first));
         first = false;
     }
-    auto sources = gather_sources(opt);
+    // A source error is an input error (exit status 2).
+    auto sources = gather_sources(opt.sources);
     if (!sources) {
         std::fflush(stdout);
         std::fprintf(stderr, "fiberdecode: %s\n", sources.error.c_str());

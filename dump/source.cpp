@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Module sources: parsing the source options, and reading one module within
-// a time limit.
+// Module sources: parsing the source options, gathering the sources they
+// name, and reading one module within a time limit.
 #include "source.h"
 
 #include <dirent.h>
@@ -11,9 +11,11 @@
 #include <cerrno>
 #include <cstring>
 #include <condition_variable>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -173,6 +175,49 @@ outcome<std::vector<module_source>> all_interfaces() {
     }
     std::sort(sources.begin(), sources.end(),
               [](const module_source &a, const module_source &b) { return a.name < b.name; });
+    return result::ok(std::move(sources));
+}
+
+outcome<std::vector<module_source>> gather_sources(const source_options &options,
+                                                   std::vector<std::string> *warnings) {
+    using result = outcome<std::vector<module_source>>;
+    const bool once = options.use == source_use::once;
+    std::vector<module_source> sources;
+    auto append = [&sources](std::vector<module_source> &found) {
+        sources.insert(sources.end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
+    };
+    for (const auto &arg : options.modules) {
+        auto source = parse_module_arg(arg);
+        if (!source) return result::fail((once ? "--module " + arg + ": " : "--module: ") + source.error);
+        sources.push_back(std::move(*source.value));
+    }
+    for (const auto &file : options.modules_files) {
+        auto listed = read_modules_file(file);  // its errors name the file
+        if (!listed) return result::fail((once ? "" : "--modules-file: ") + listed.error);
+        append(*listed.value);
+    }
+    for (const auto &pattern : options.globs) {
+        auto found = glob_modules(pattern);
+        if (found.empty()) {
+            if (once) return result::fail("--module-glob " + pattern + ": no file matches");
+            if (warnings) warnings->push_back("--module-glob " + pattern + ": no file matches (yet)");
+        }
+        append(found);
+    }
+    for (const auto &iface : options.interfaces) sources.push_back(interface_source(iface));
+    if (options.all_interfaces) {
+        auto found = all_interfaces();  // its errors name /sys/class/net
+        if (!found) return result::fail((once ? "" : "--all-interfaces: ") + found.error);
+        if (once && found.value->empty())
+            return result::fail("--all-interfaces: no network interface is backed by a device");
+        append(*found.value);
+    }
+    if (!once) {
+        // Each name is a port label of its own.
+        std::set<std::string_view> names;
+        for (const auto &source : sources)
+            if (!names.insert(source.name).second) return result::fail("port name \"" + source.name + "\" given twice");
+    }
     return result::ok(std::move(sources));
 }
 

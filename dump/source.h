@@ -66,6 +66,39 @@ module_source interface_source(const std::string &iface);
 // virtual interfaces never hold a module), sorted by name.
 outcome<std::vector<module_source>> all_interfaces();
 
+// How a front-end uses the sources it gathers; it decides what a source
+// option that finds nothing means, whether names must be unique, and how the
+// errors name the option.
+enum class source_use {
+    // Read once (the fiberdecode command): a pattern that matches no file and
+    // --all-interfaces finding no interface are errors; a name may repeat.
+    once,
+    // Read every polling round, each name a port label of its own (the
+    // exporter): names must be unique; a pattern that matches no file yet is
+    // a warning, and --all-interfaces may find none.
+    polled,
+};
+
+// The values of the source options as the user gave them.
+struct source_options {
+    std::vector<std::string> modules;        // --module NAME=PATH, repeatable
+    std::vector<std::string> modules_files;  // --modules-file FILE
+    std::vector<std::string> globs;          // --module-glob PATTERN, repeatable
+    std::vector<std::string> interfaces;     // --interface IFACE, repeatable
+    bool all_interfaces = false;             // --all-interfaces
+    source_use use = source_use::once;
+};
+
+// Every source the options name, in the order of the options' kinds:
+// --module, --modules-file, --module-glob, --interface, --all-interfaces
+// (within a kind, in the order given). Patterns are expanded and the
+// interfaces listed once, here. The first bad source stops the gathering
+// with one line naming the option, ready to print after the program's name
+// and ": ". Warnings (a pattern without match, under source_use::polled)
+// are appended to *warnings when it is given, also when an error follows.
+outcome<std::vector<module_source>> gather_sources(const source_options &options,
+                                                   std::vector<std::string> *warnings = nullptr);
+
 // Reads one module and decodes it through the dump layer. Never blocks longer
 // than `timeout`: a hung file or device read (e.g. a FIFO nobody writes) is
 // abandoned and reported as an error naming the source.

@@ -8,9 +8,9 @@
 #include <csignal>
 #include <cstdio>
 #include <pthread.h>
-#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -27,8 +27,7 @@ constexpr int kUsage = 2;
 constexpr int kBindFailed = 1;
 
 struct options {
-    std::vector<std::string> modules, modules_files, globs, interfaces;
-    bool all_interfaces = false;
+    fdump::source_options sources;
     double interval = 60, timeout = 5;
     unsigned workers = 4;
     std::string listen = ":" + std::to_string(kDefaultPort);
@@ -45,38 +44,6 @@ std::chrono::milliseconds milliseconds(double seconds) {
     return std::chrono::milliseconds(static_cast<long long>(seconds * 1000.0 + 0.5));
 }
 
-// Every source, in the order of the options' kinds: --module, --modules-file,
-// --module-glob, --interface, --all-interfaces. An error for a bad source or
-// a port name given twice.
-bool collect_sources(const options &opt, std::vector<fdump::module_source> &out, std::string &error) {
-    for (const auto &arg : opt.modules) {
-        auto source = fdump::parse_module_arg(arg);
-        if (!source) return error = "--module: " + source.error, false;
-        out.push_back(*source.value);
-    }
-    for (const auto &file : opt.modules_files) {
-        auto sources = fdump::read_modules_file(file);
-        if (!sources) return error = "--modules-file: " + sources.error, false;
-        out.insert(out.end(), sources.value->begin(), sources.value->end());
-    }
-    for (const auto &pattern : opt.globs) {
-        auto sources = fdump::glob_modules(pattern);
-        if (sources.empty())
-            std::fprintf(stderr, "fiberdecode-exporter: --module-glob %s: no file matches (yet)\n", pattern.c_str());
-        out.insert(out.end(), sources.begin(), sources.end());
-    }
-    for (const auto &iface : opt.interfaces) out.push_back(fdump::interface_source(iface));
-    if (opt.all_interfaces) {
-        auto sources = fdump::all_interfaces();
-        if (!sources) return error = "--all-interfaces: " + sources.error, false;
-        out.insert(out.end(), sources.value->begin(), sources.value->end());
-    }
-    std::set<std::string> names;
-    for (const auto &s : out)
-        if (!names.insert(s.name).second) return error = "port name \"" + s.name + "\" given twice", false;
-    return true;
-}
-
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -85,14 +52,16 @@ int main(int argc, char **argv) {
                  "last reading.",
                  "fiberdecode-exporter"};
     options opt;
-    app.add_option("--module", opt.modules, "A module file as NAME=PATH (repeatable)")->type_name("NAME=PATH");
-    app.add_option("--modules-file", opt.modules_files, "A file of \"NAME PATH\" lines (# comments)")
+    opt.sources.use = fdump::source_use::polled;  // read every round, under unique port labels
+    app.add_option("--module", opt.sources.modules, "A module file as NAME=PATH (repeatable)")->type_name("NAME=PATH");
+    app.add_option("--modules-file", opt.sources.modules_files, "A file of \"NAME PATH\" lines (# comments)")
         ->type_name("FILE");
-    app.add_option("--module-glob", opt.globs, "Module files matching a shell pattern, named by the matched parts")
+    app.add_option("--module-glob", opt.sources.globs,
+                   "Module files matching a shell pattern, named by the matched parts")
         ->type_name("PATTERN");
-    app.add_option("--interface", opt.interfaces, "A network interface whose module is read (repeatable)")
+    app.add_option("--interface", opt.sources.interfaces, "A network interface whose module is read (repeatable)")
         ->type_name("IFACE");
-    app.add_flag("--all-interfaces", opt.all_interfaces, "Every network interface backed by a device");
+    app.add_flag("--all-interfaces", opt.sources.all_interfaces, "Every network interface backed by a device");
     app.add_option("--interval", opt.interval, "Seconds between polling rounds (default 60)")
         ->check(CLI::Range(0.05, 86400.0))->type_name("SECONDS");
     app.add_option("--read-timeout", opt.timeout, "Seconds after which a module read is abandoned (default 5)")
@@ -120,9 +89,14 @@ int main(int argc, char **argv) {
     if (!address) return usage_error("--web.listen-address: " + error);
     if (opt.telemetry_path.empty() || opt.telemetry_path[0] != '/' || opt.telemetry_path == "/modules")
         return usage_error("--web.telemetry-path must start with '/' and differ from /modules");
-    std::vector<fdump::module_source> sources;
-    if (!collect_sources(opt, sources, error)) return usage_error(error);
-    if (sources.empty() && opt.globs.empty() && !opt.all_interfaces)
+    // Patterns are expanded once, here: a pattern without match yet is a
+    // warning, a bad source or a port name given twice a usage error.
+    std::vector<std::string> warnings;
+    auto gathered = fdump::gather_sources(opt.sources, &warnings);
+    for (const auto &warning : warnings) std::fprintf(stderr, "fiberdecode-exporter: %s\n", warning.c_str());
+    if (!gathered) return usage_error(gathered.error);
+    std::vector<fdump::module_source> sources = std::move(*gathered.value);
+    if (sources.empty() && opt.sources.globs.empty() && !opt.sources.all_interfaces)
         return usage_error("no module to read: give --module, --modules-file, --module-glob, --interface or "
                            "--all-interfaces (see --help)");
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Module sources: the --module, --modules-file and --module-glob forms, the
-// interfaces listed by --all-interfaces, reads that hang (a FIFO nobody
+// interfaces listed by --all-interfaces, the sources all of them gather (in
+// the command's and the exporter's use), reads that hang (a FIFO nobody
 // writes) and the errors of this machine's own interfaces, through the
 // library calls and through the fiberdecode command.
 #include <gtest/gtest.h>
@@ -136,6 +137,131 @@ TEST(Sources, GlobNamesByTheWildcardComponents) {
         }
         EXPECT_EQ(names, r.names) << r.pattern;
         EXPECT_EQ(targets, r.targets) << r.pattern;
+    }
+}
+
+// --- gathering the source options ---
+
+source_options options_of(source_use use, std::vector<std::string> modules, std::vector<std::string> files,
+                          std::vector<std::string> globs, std::vector<std::string> interfaces) {
+    return {std::move(modules), std::move(files), std::move(globs), std::move(interfaces), false, use};
+}
+
+std::vector<std::string> names_of(const std::vector<module_source> &sources) {
+    std::vector<std::string> names;
+    for (const auto &source : sources) names.push_back(source.name);
+    return names;
+}
+
+TEST(Gather, SourcesInTheOrderOfTheOptionKinds) {
+    const fs::path dir = scratch();
+    const std::string d = dir.string();
+    write(dir / "list", "f1 /srv/c.bin\nf2 /srv/d.bin\n");
+    write(dir / "list2", "f3 /srv/e.bin\n");
+    write(dir / "dumps/b.bin", "x");
+    write(dir / "dumps/a.bin", "x");
+    const std::vector<module_source> expected = {
+        file_source("m2", "/srv/b.bin"),  // --module, in the order given
+        file_source("m1", "/srv/a.bin"),
+        file_source("f1", "/srv/c.bin"),  // --modules-file, each file in turn
+        file_source("f2", "/srv/d.bin"),
+        file_source("f3", "/srv/e.bin"),
+        file_source("a.bin", d + "/dumps/a.bin"),  // --module-glob, sorted by path
+        file_source("b.bin", d + "/dumps/b.bin"),
+        interface_source("swp9"),  // --interface, in the order given
+        interface_source("swp1"),
+    };
+    for (source_use use : {source_use::once, source_use::polled}) {
+        std::vector<std::string> warnings;
+        auto gathered = gather_sources(options_of(use, {"m2=/srv/b.bin", "m1=/srv/a.bin"},
+                                                  {d + "/list", d + "/list2"}, {d + "/dumps/*.bin"},
+                                                  {"swp9", "swp1"}),
+                                       &warnings);
+        ASSERT_TRUE(gathered) << gathered.error;
+        EXPECT_EQ(*gathered.value, expected);
+        EXPECT_TRUE(warnings.empty());
+    }
+
+    // --all-interfaces comes last, with this machine's device-backed
+    // interfaces; the command refuses to find none.
+    auto present = all_interfaces();
+    ASSERT_TRUE(present) << present.error;
+    source_options all = options_of(source_use::once, {"m1=/srv/a.bin"}, {}, {}, {"swp9"});
+    all.all_interfaces = true;
+    auto gathered = gather_sources(all);
+    if (present.value->empty()) {
+        EXPECT_EQ(gathered.error, "--all-interfaces: no network interface is backed by a device");
+    } else {
+        ASSERT_TRUE(gathered) << gathered.error;
+        std::vector<module_source> with_all = {file_source("m1", "/srv/a.bin"), interface_source("swp9")};
+        with_all.insert(with_all.end(), present.value->begin(), present.value->end());
+        EXPECT_EQ(*gathered.value, with_all);
+    }
+    all.use = source_use::polled;
+    all.interfaces.clear();
+    EXPECT_TRUE(gather_sources(all)) << "the exporter may start before any interface is up";
+}
+
+TEST(Gather, ErrorsNameTheOption) {
+    const fs::path dir = scratch();
+    const std::string d = dir.string();
+    write(dir / "dumps/sfp1.bin", "x");
+    write(dir / "dumps/qsfp2.bin", "x");
+    write(dir / "twice", "swp1 /a\n\nswp1 /b\n");
+    write(dir / "short", "# header\nswp1\n");
+    constexpr source_use once = source_use::once, polled = source_use::polled;
+    struct row {
+        source_options options;
+        std::string error;                  // empty: gathered
+        std::vector<std::string> names;     // when gathered
+        std::vector<std::string> warnings;  // either way
+    };
+    const std::string none = d + "/none", no_match = d + "/dumps/*.txt";
+    const std::vector<row> rows = {
+        // A bad --module names the argument in the command's message.
+        {options_of(once, {"swp0=/a", "swp1"}, {}, {}, {}), "--module swp1: expected NAME=PATH, got \"swp1\"", {}, {}},
+        {options_of(polled, {"swp0=/a", "swp1"}, {}, {}, {}), "--module: expected NAME=PATH, got \"swp1\"", {}, {}},
+        {options_of(once, {"swp1="}, {}, {}, {}), "--module swp1=: no path after \"swp1=\"", {}, {}},
+        // The first bad source stops the gathering.
+        {options_of(once, {"swp1"}, {none}, {no_match}, {}), "--module swp1: expected NAME=PATH, got \"swp1\"", {},
+         {}},
+        // A modules file's errors name the file (and the line).
+        {options_of(once, {}, {none}, {}, {}), none + ": cannot open: No such file or directory", {}, {}},
+        {options_of(polled, {}, {none}, {}, {}), "--modules-file: " + none + ": cannot open: No such file or directory",
+         {}, {}},
+        {options_of(once, {}, {d + "/short"}, {}, {}), d + "/short:2: expected NAME PATH", {}, {}},
+        {options_of(polled, {}, {d + "/twice"}, {}, {}),
+         "--modules-file: " + d + "/twice:3: module swp1 already named on line 1", {}, {}},
+        // A pattern without match: an error for the command, a warning for
+        // the exporter, which reads what the other patterns found.
+        {options_of(once, {}, {}, {d + "/dumps/*.bin", no_match}, {}),
+         "--module-glob " + no_match + ": no file matches", {}, {}},
+        {options_of(polled, {}, {}, {no_match, d + "/dumps/*.bin"}, {}), "", {"qsfp2.bin", "sfp1.bin"},
+         {"--module-glob " + no_match + ": no file matches (yet)"}},
+        // Port names must be unique for the exporter, across option kinds;
+        // the command reports each source under its name.
+        {options_of(polled, {"sfp1.bin=/a"}, {}, {d + "/dumps/*.bin"}, {}), "port name \"sfp1.bin\" given twice", {},
+         {}},
+        {options_of(once, {"sfp1.bin=/a"}, {}, {d + "/dumps/*.bin"}, {}), "", {"sfp1.bin", "qsfp2.bin", "sfp1.bin"},
+         {}},
+        {options_of(polled, {}, {}, {}, {"swp1", "swp2", "swp1"}), "port name \"swp1\" given twice", {}, {}},
+        {options_of(once, {}, {}, {}, {"swp1", "swp1"}), "", {"swp1", "swp1"}, {}},
+        // A warning is kept when an error follows.
+        {options_of(polled, {"swp1=/a"}, {}, {no_match}, {"swp1"}), "port name \"swp1\" given twice", {},
+         {"--module-glob " + no_match + ": no file matches (yet)"}},
+        // Nothing given: nothing gathered.
+        {options_of(once, {}, {}, {}, {}), "", {}, {}},
+        {options_of(polled, {}, {}, {}, {}), "", {}, {}},
+    };
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const row &r = rows[i];
+        std::vector<std::string> warnings;
+        auto gathered = gather_sources(r.options, &warnings);
+        EXPECT_EQ(gathered.error, r.error) << "row " << i;
+        if (gathered) {
+            EXPECT_EQ(names_of(*gathered.value), r.names) << "row " << i;
+        }
+        EXPECT_EQ(warnings, r.warnings) << "row " << i;
     }
 }
 
@@ -359,6 +485,13 @@ TEST(Command, FileSources) {
     run_result bad = run_tool({"--module", "swp1"});
     EXPECT_EQ(bad.status, 2);
     EXPECT_EQ(bad.err, "fiberdecode: --module swp1: expected NAME=PATH, got \"swp1\"\n");
+
+    // Source errors come after the files' reports, with exit status 2.
+    const std::string no_match = (dir / "*.bin").string();
+    run_result unmatched = run_tool({kSamples + "/sfp-1g-t.bin", "--module-glob", no_match});
+    EXPECT_EQ(unmatched.status, 2);
+    EXPECT_NE(unmatched.out.find("sfp-1g-t.bin: SFP module"), std::string::npos) << unmatched.out;
+    EXPECT_EQ(unmatched.err, "fiberdecode: --module-glob " + no_match + ": no file matches\n");
 }
 
 }  // namespace
