@@ -24,9 +24,15 @@ from __future__ import annotations
 
 import enum
 import os
-from typing import Any, Mapping, NamedTuple, Optional, Union
+import typing
+from typing import TYPE_CHECKING, Any, ClassVar, Mapping, NamedTuple, Optional, Union
 
 from . import _fiberdecode as _ext
+# The library's constants (fiber_decode.h): the number of page entries and of
+# alarm ids, and the first alarm id of each per-lane condition.
+from ._fiberdecode import (ALARM_CHECKSUM, ALARM_COUNT, ALARM_RX_LOL_BASE, ALARM_RX_LOS_BASE,
+                           ALARM_RX_POWER_BASE, ALARM_TX_BIAS_BASE, ALARM_TX_FAULT_BASE, ALARM_TX_LOL_BASE,
+                           ALARM_TX_LOS_BASE, ALARM_TX_POWER_BASE, PAGE_COUNT)
 
 __all__ = [
     "ALARM_CHECKSUM", "ALARM_COUNT", "ALARM_RX_LOL_BASE", "ALARM_RX_LOS_BASE", "ALARM_RX_POWER_BASE",
@@ -39,18 +45,6 @@ __all__ = [
 ]
 
 __version__: str = _ext.VERSION
-
-PAGE_COUNT: int = _ext.PAGE_COUNT
-ALARM_COUNT: int = _ext.ALARM_COUNT
-ALARM_TX_BIAS_BASE: int = _ext.ALARM_TX_BIAS_BASE
-ALARM_RX_POWER_BASE: int = _ext.ALARM_RX_POWER_BASE
-ALARM_TX_POWER_BASE: int = _ext.ALARM_TX_POWER_BASE
-ALARM_RX_LOS_BASE: int = _ext.ALARM_RX_LOS_BASE
-ALARM_RX_LOL_BASE: int = _ext.ALARM_RX_LOL_BASE
-ALARM_TX_LOS_BASE: int = _ext.ALARM_TX_LOS_BASE
-ALARM_TX_LOL_BASE: int = _ext.ALARM_TX_LOL_BASE
-ALARM_TX_FAULT_BASE: int = _ext.ALARM_TX_FAULT_BASE
-ALARM_CHECKSUM: int = _ext.ALARM_CHECKSUM
 
 Buffer = Union[bytes, bytearray, memoryview]
 
@@ -109,25 +103,34 @@ class Record:
 
     Arrays are lists; alarm ids with texts are Alarm tuples; a text the
     library leaves unset is None. ``to_dict()`` gives the JSON object back.
+
+    The fields a record class declares with their types are the keys of its
+    JSON object; a field whose type is a record class (alone, in a list or
+    Optional) is made a record of that class.
     """
 
     __slots__ = ("_fields",)
-    # Record classes of the fields that hold objects, by field name.
-    _children: dict[str, type["Record"]] = {}
+    _fields: dict[str, Any]
+    # Record classes of the fields that hold objects, by field name: derived
+    # from the declarations below the record classes.
+    _children: ClassVar[dict[str, type[Record]]] = {}
 
     def __init__(self, fields: Mapping[str, Any]) -> None:
         children = self._children
         object.__setattr__(self, "_fields", {key: _wrap(value, children.get(key, Record))
                                              for key, value in fields.items()})
 
-    def __getattr__(self, name: str) -> Any:
-        try:
-            return self._fields[name]
-        except KeyError:
-            raise AttributeError(f"{type(self).__name__!r} record has no field {name!r}") from None
+    # Hidden from type checkers, so that a misspelt field is a type error and
+    # the declared fields keep their types.
+    if not TYPE_CHECKING:
+        def __getattr__(self, name: str) -> Any:
+            try:
+                return self._fields[name]
+            except KeyError:
+                raise AttributeError(f"{type(self).__name__!r} record has no field {name!r}") from None
 
-    def __setattr__(self, name: str, value: Any) -> None:
-        raise AttributeError(f"{type(self).__name__!r} records are read-only")
+        def __setattr__(self, name: str, value: Any) -> None:
+            raise AttributeError(f"{type(self).__name__!r} records are read-only")
 
     def __dir__(self) -> list[str]:
         return sorted(set(super().__dir__()) | set(self._fields))
@@ -161,6 +164,37 @@ class NormalInfo(Record):
     serial number, diagnostics support and classification flags."""
 
     __slots__ = ()
+    unsupported: int
+    ddm_supported: int
+    is_xfp: int
+    is_qsfp: int
+    is_copper: int
+    is_active_cable: int
+    is_sfp: int
+    zx_within_90km: int
+    name_prefix: Optional[str]
+    type_name: Optional[str]
+    connector_name: Optional[str]
+    wavelength_nm: float
+    wavelength_tolerance_nm: float
+    length_smf_m: int
+    length_smf_km: int
+    length_smf_km_from_100m: int
+    length_om5_m: int
+    length_om4_m: int
+    length_om3_m: int
+    length_om2_m: int
+    length_om1_m: int
+    length_copper_m: int
+    display_name: str
+    serial_number: str
+    vendor_specific: str
+    trans_type: int
+    rate_mbps: int
+    connector_class: int
+    lane_wavelength_nm: list[int]
+    is_x8_module: int
+    is_rj45: int
 
 
 class VendorInfo(Record):
@@ -169,6 +203,15 @@ class VendorInfo(Record):
     firmware and hardware versions. Texts are the module's bytes as stored."""
 
     __slots__ = ()
+    unsupported: int
+    vendor_name: str
+    vendor_oui: list[int]
+    vendor_pn: str
+    vendor_rev: str
+    date_code: str
+    encoding: Optional[str]
+    firmware_version: str
+    hardware_version: str
 
 
 class DiagInfo(Record):
@@ -179,6 +222,44 @@ class DiagInfo(Record):
     64 + k, 128 + k)."""
 
     __slots__ = ()
+    unsupported: int
+    ddm_supported: int
+    qsfp_done: int
+    cmis_done: int
+    rx_power_type: int
+    thresholds_valid: int
+    temperature: int
+    voltage: int
+    media_lane_count: int
+    tx_bias: list[int]
+    rx_power: list[float]
+    tx_power: list[float]
+    temp_high_alarm: int
+    temp_low_alarm: int
+    temp_high_warning: int
+    temp_low_warning: int
+    voltage_high_alarm: int
+    voltage_low_alarm: int
+    voltage_high_warning: int
+    voltage_low_warning: int
+    rx_power_high_alarm: float
+    rx_power_low_alarm: float
+    rx_power_high_warning: float
+    rx_power_low_warning: float
+    tx_bias_high_alarm: int
+    tx_bias_low_alarm: int
+    tx_bias_high_warning: int
+    tx_bias_low_warning: int
+    tx_power_high_alarm: float
+    tx_power_low_alarm: float
+    tx_power_high_warning: float
+    tx_power_low_warning: float
+    module_type: int
+    monitor_flags: int
+    rx_power_flags: int
+    tx_power_flags: int
+    max_power: float
+    flags: list[Alarm]
 
 
 class AlarmInfo(Record):
@@ -186,6 +267,13 @@ class AlarmInfo(Record):
     active alarm ids as Alarm tuples with their catalogue texts."""
 
     __slots__ = ()
+    unsupported: int
+    ddm_supported: int
+    qsfp_done: int
+    cmis_done: int
+    alarm_id_count: int
+    alarm_bits: list[int]
+    alarms: list[Alarm]
 
 
 class CoremgmtInfo(Record):
@@ -193,6 +281,11 @@ class CoremgmtInfo(Record):
     (fiber_coremgmt_info_t)."""
 
     __slots__ = ()
+    unsupported: int
+    media_lane_count: int
+    module_state: Optional[str]
+    datapath_state: list[Optional[str]]
+    datapath_state_changed: list[int]
 
 
 class ThresholdSet(Record):
@@ -200,6 +293,10 @@ class ThresholdSet(Record):
     high_warning, low_warning (None for a dBm threshold of 0 W)."""
 
     __slots__ = ()
+    high_alarm: Optional[float]
+    low_alarm: Optional[float]
+    high_warning: Optional[float]
+    low_warning: Optional[float]
 
 
 class ReadingThresholds(Record):
@@ -207,9 +304,13 @@ class ReadingThresholds(Record):
     is None where the bias scale is unknown."""
 
     __slots__ = ()
-    _children = {key: ThresholdSet for key in (
-        "temperature_celsius", "supply_voltage_volts", "tx_bias_amperes", "tx_power_watts", "tx_power_dbm",
-        "rx_power_watts", "rx_power_dbm")}
+    temperature_celsius: ThresholdSet
+    supply_voltage_volts: ThresholdSet
+    tx_bias_amperes: Optional[ThresholdSet]
+    tx_power_watts: ThresholdSet
+    tx_power_dbm: ThresholdSet
+    rx_power_watts: ThresholdSet
+    rx_power_dbm: ThresholdSet
 
 
 class LaneReading(Record):
@@ -218,6 +319,12 @@ class LaneReading(Record):
     None for 0 W)."""
 
     __slots__ = ()
+    lane: int
+    tx_bias_amperes: Optional[float]
+    tx_power_watts: float
+    tx_power_dbm: Optional[float]
+    rx_power_watts: float
+    rx_power_dbm: Optional[float]
 
 
 class Readings(Record):
@@ -227,7 +334,11 @@ class Readings(Record):
     thresholds (calibration applied)."""
 
     __slots__ = ()
-    _children = {"lanes": LaneReading, "thresholds": ReadingThresholds}
+    temperature_celsius: float
+    supply_voltage_volts: float
+    rx_power_type: str
+    lanes: list[LaneReading]
+    thresholds: Optional[ReadingThresholds]
 
 
 class Coded(Record):
@@ -236,6 +347,8 @@ class Coded(Record):
     CMIS media types and interfaces)."""
 
     __slots__ = ()
+    code: int
+    name: str
 
 
 class Application(Record):
@@ -244,7 +357,12 @@ class Application(Record):
     counts and the host lanes it may start on."""
 
     __slots__ = ()
-    _children = {"host_interface": Coded, "media_interface": Coded}
+    apsel: int
+    host_interface: Coded
+    media_interface: Coded
+    host_lanes: int
+    media_lanes: int
+    host_lane_options: list[int]
 
 
 class Description(Record):
@@ -254,20 +372,36 @@ class Description(Record):
     that apply to the module's family are present."""
 
     __slots__ = ()
-    _children = {"identifier": Coded, "decoded_with_identifier": Coded, "connector": Coded,
-                 "extended_compliance": Coded, "transmitter_technology": Coded, "media_type": Coded,
-                 "applications": Application}
+    summary: str
+    identifier: Coded
+    memory_map: str
+    decoded_with_identifier: Optional[Coded]
+    connector: Coded
+    compliance: list[str]
+    extended_compliance: Optional[Coded]
+    fc_speeds: list[str]
+    transmitter_technology: Coded
+    cable_technology: Optional[str]
+    calibration: Optional[str]
+    lanes: int
+    nominal_rate_mbd: int
+    revision: str
+    memory: str
+    media_type: Coded
+    applications: list[Application]
+    active_application: Optional[int]
+    max_power_w: float
 
 
-_RECORD_CLASSES: dict[str, type[Record]] = {
-    "description": Description,
-    "readings": Readings,
-    "normal": NormalInfo,
-    "vendor": VendorInfo,
-    "diag": DiagInfo,
-    "alarm": AlarmInfo,
-    "coremgmt": CoremgmtInfo,
-}
+def _field_classes(cls: type, of: type) -> dict[str, Any]:
+    """The fields CLS declares whose type holds a subclass of OF (the type
+    itself, in a list or Optional), with that subclass."""
+    def held(hint: Any) -> Optional[type]:
+        if isinstance(hint, type):
+            return hint if issubclass(hint, of) else None
+        return next(filter(None, map(held, typing.get_args(hint))), None)
+    found = {name: held(hint) for name, hint in typing.get_type_hints(cls).items() if not name.startswith("_")}
+    return {name: found_cls for name, found_cls in found.items() if found_cls is not None}
 
 
 def _wrap(value: Any, cls: type[Record] = Record) -> Any:
@@ -309,38 +443,56 @@ class Module:
     """
 
     __slots__ = ("_decoded", "_cache")
+    _decoded: Any  # the extension's decoded module
+    _cache: dict[str, Any]
+    # The document's keys: a field of an enum type is made a member of it,
+    # one of a record class a record of that class.
+    _enums: ClassVar[dict[str, Any]] = {}
+    _records: ClassVar[dict[str, Any]] = {}
+    file: str
+    format: Format
+    size: int
+    kind: Kind
+    kind_forced: bool
+    pages: list[str]
+    decoded: bool
+    notes: list[str]
+    description: Optional[Description]
+    normal: Optional[NormalInfo]
+    vendor: Optional[VendorInfo]
+    diag: Optional[DiagInfo]
+    readings: Optional[Readings]
+    alarm: Optional[AlarmInfo]
+    coremgmt: Optional[CoremgmtInfo]
 
     def __init__(self) -> None:
         raise TypeError("Module objects come from decode_file, decode_bytes and decode_pages")
 
     @classmethod
-    def _make(cls, decoded: Any) -> "Module":
+    def _make(cls, decoded: Any) -> Module:
         module = object.__new__(cls)
         object.__setattr__(module, "_decoded", decoded)
         object.__setattr__(module, "_cache", {})
         return module
 
-    def __getattr__(self, name: str) -> Any:
-        if name.startswith("_"):
-            raise AttributeError(name)
-        cache = self._cache
-        if name in cache:
-            return cache[name]
-        try:
-            value = self._decoded.get(name)
-        except KeyError:
-            raise AttributeError(f"'Module' object has no attribute {name!r}") from None
-        if name == "kind":
-            value = Kind(value)
-        elif name == "format":
-            value = Format(value)
-        else:
-            value = _wrap(value, _RECORD_CLASSES.get(name, Record))
-        cache[name] = value
-        return value
+    if not TYPE_CHECKING:
+        def __getattr__(self, name: str) -> Any:
+            if name.startswith("_"):
+                raise AttributeError(name)
+            cache = self._cache
+            if name in cache:
+                return cache[name]
+            try:
+                value = self._decoded.get(name)
+            except KeyError:
+                raise AttributeError(f"'Module' object has no attribute {name!r}") from None
+            enum_cls = self._enums.get(name)
+            value = enum_cls(value) if enum_cls is not None else _wrap(value, self._records.get(name, Record))
+            cache[name] = value
+            return value
 
-    def __setattr__(self, name: str, value: Any) -> None:
-        raise AttributeError("Module objects are read-only")
+        def __setattr__(self, name: str, value: Any) -> None:
+            raise AttributeError("Module objects are read-only")
 
     def __dir__(self) -> list[str]:
         return sorted(set(super().__dir__()) | set(self._decoded.keys()))
@@ -379,6 +531,14 @@ class Module:
     def report(self) -> str:
         """The command's text report for this module."""
         return self._decoded.text()
+
+
+# The record classes' declared fields decide which objects become which records.
+for _cls in (Record, *Record.__subclasses__()):
+    _cls._children = _field_classes(_cls, Record)
+Module._enums = _field_classes(Module, enum.Enum)
+Module._records = _field_classes(Module, Record)
+del _cls
 
 
 def _name_arg(value: Union[str, None], what: str, allowed: type[enum.StrEnum]) -> str:
