@@ -341,6 +341,10 @@ constexpr media_type_row kCmisByte85MediaType[] = {
 constexpr code_range kIdentifierRanges[] = {{0x80, 0xFF, "vendor specific"}};
 constexpr code_range kConnectorRanges[] = {{0x80, 0xFF, "vendor specific"}};
 constexpr code_range kMediaTypeRanges[] = {{0x40, 0x8F, "custom"}};
+// SFF-8024 Table 4-5: C0h-FEh are custom host interface codes (FFh ends the
+// list); Tables 4-6 to 4-10: C0h-FFh are custom media interface codes.
+constexpr code_range kHostInterfaceRanges[] = {{0xC0, 0xFE, "custom"}};
+constexpr code_range kMediaInterfaceRanges[] = {{0xC0, 0xFF, "custom"}};
 constexpr code_range kNoRanges[] = {{0x00, 0x00, nullptr}};
 
 // SFF-8636 page 00h byte 147 bits 7-4: transmitter technology.
@@ -1053,7 +1057,7 @@ const char *identifier_name(uint8_t code) {
 }
 const char *connector_name(uint8_t code) { return lookup(kSff8024Table4_3, kConnectorRanges, code); }
 const char *extended_compliance_name(uint8_t code) { return lookup(kSff8024Table4_4, kNoRanges, code); }
-const char *host_interface_name(uint8_t code) { return lookup(kSff8024Table4_5, kNoRanges, code); }
+const char *host_interface_name(uint8_t code) { return lookup(kSff8024Table4_5, kHostInterfaceRanges, code); }
 const char *media_type_name(uint8_t code) {
     if (const media_type_row *row = find_code(std::span<const media_type_row>(kCmisByte85MediaType), code))
         return row->name;
@@ -1061,7 +1065,8 @@ const char *media_type_name(uint8_t code) {
 }
 const char *media_interface_name(uint8_t media_type, uint8_t code) {
     const media_type_row *row = find_code(std::span<const media_type_row>(kCmisByte85MediaType), media_type);
-    return lookup(row ? row->media_table : std::span<const code_name>(), kNoRanges, code);
+    if (!row || row->media_table.empty()) return "unknown";  // no media table for this media type
+    return lookup(row->media_table, kMediaInterfaceRanges, code);
 }
 const char *transmitter_technology_name(uint8_t code) { return lookup(kSff8636Byte147Transmitter, kNoRanges, code); }
 

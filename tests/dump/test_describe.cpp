@@ -49,6 +49,9 @@ TEST(CodeNames, Sff8024Tables) {
         {host_interface_name, 0x11, "400GAUI-8 C2M (Annex 120E)"},
         {host_interface_name, 0x1F, "1000BASE-T (Clause 40)"},
         {host_interface_name, 0x12, "unknown"},
+        {host_interface_name, 0xC0, "custom"},  // C0h-FEh custom; FFh ends the list
+        {host_interface_name, 0xFE, "custom"},
+        {host_interface_name, 0xFF, "unknown"},
         {transmitter_technology_name, 0x4, "1310 nm DFB"},
         {transmitter_technology_name, 0x9, "1490 nm DFB"},
         {transmitter_technology_name, 0xA, "Copper cable unequalized"},
@@ -64,8 +67,10 @@ TEST(CodeNames, Sff8024Tables) {
         {0x02, 0x09, "40GBASE-LR4 (Clause 87)"},      {0x02, 0x14, "100GBASE-DR (Clause 140)"},
         {0x02, 0x1C, "400GBASE-DR4 (Clause 124)"},    {0x02, 0x1D, "400G-FR4/400GBASE-FR4 (Clause 151)"},
         {0x03, 0x01, "Copper cable"},                 {0x04, 0xBF, "Active loopback module"},
-        {0x05, 0x04, "10GBASE-T (Clause 55)"},        {0x02, 0xC1, "unknown"},
-        {0x06, 0x01, "unknown"},
+        {0x05, 0x04, "10GBASE-T (Clause 55)"},        {0x02, 0xBE, "unknown"},
+        {0x02, 0xC0, "custom"},                       {0x01, 0xFF, "custom"},  // C0h-FFh custom
+        {0x06, 0x01, "unknown"},                      {0x06, 0xC0, "unknown"},  // no table: no range
+        {0x00, 0xC0, "unknown"},
     };
     for (const auto &m : media)
         EXPECT_STREQ(media_interface_name(m.media_type, m.code), m.name) << int(m.media_type) << "/" << int(m.code);
