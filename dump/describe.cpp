@@ -548,13 +548,6 @@ const char *lookup(std::span<const code_name> table, std::span<const code_range>
 uint8_t upper(const uint8_t *page, unsigned byte) { return page[byte - 128]; }
 unsigned word(const uint8_t *p) { return static_cast<unsigned>(p[0]) << 8 | p[1]; }
 
-// Up to two decimals, trailing zeros dropped.
-std::string compact(double value) {
-    std::string s = strprintf("%.2f", value);
-    while (s.back() == '0') s.pop_back();
-    if (s.back() == '.') s.pop_back();
-    return s;
-}
 
 std::string metres(double m) { return m >= 1000 ? compact(m / 1000) + " km" : compact(m) + " m"; }
 
@@ -606,11 +599,6 @@ json strings_json(const std::vector<std::string> &items) {
     return a;
 }
 
-std::string join(const std::vector<std::string> &items, const char *separator) {
-    std::string out;
-    for (const auto &item : items) out += (out.empty() ? "" : separator) + item;
-    return out;
-}
 
 // --- where the bytes are -----------------------------------------------------
 
@@ -1019,7 +1007,7 @@ description describe(const decoded_module &m, rendering want) {
         add(d, "lanes", "Lanes", std::to_string(lanes), lanes);
         const float watts = upper(p, kCmisMaxPower) * 0.25f;
         add(d, "max_power_w", "Max power",
-            strprintf("%.2f", watts) + " W, power class " + std::to_string((upper(p, kCmisPowerClass) >> 5) + 1), watts);
+            fixed(watts, 2) + " W, power class " + std::to_string((upper(p, kCmisPowerClass) >> 5) + 1), watts);
         break;
     }
     case module_family::unknown:
@@ -1188,13 +1176,13 @@ std::string module_summary(const decoded_module &m) {
 
 std::string description_text(const decoded_module &m) {
     if (!m.plan || m.family == module_family::unknown) return {};
-    constexpr std::size_t kLabelWidth = 21;  // as the report's other sections
     std::string out = "\nDescription\n";
     for (const field &f : describe(m, rendering::text).fields) {
         if (f.label.empty()) continue;
-        std::size_t width = 0;
-        for (unsigned char c : f.label) width += (c & 0xC0) != 0x80;
-        out += "  " + f.label + std::string(width < kLabelWidth ? kLabelWidth - width : 0, ' ') + f.text + "\n";
+        out += "  ";
+        append_padded(out, f.label, kLabelWidth);
+        out += f.text;
+        out += '\n';
     }
     return out;
 }

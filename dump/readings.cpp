@@ -337,33 +337,13 @@ json readings_json(const decoded_module &m) {
 // ---------------------------------------------------------------------------
 namespace {
 
-constexpr std::size_t kLabelWidth = 21, kColumnWidth = 13;
-
-std::string fixed(double value, int decimals) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%.*f", decimals, value);
-    std::string s = buf;
-    if (s[0] == '-' && s.find_first_not_of("-0.") == std::string::npos) s.erase(0, 1);
-    return s;
-}
-
-// Terminal columns: UTF-8 continuation bytes take none.
-std::size_t columns(const std::string &s) {
-    std::size_t n = 0;
-    for (unsigned char c : s) n += (c & 0xC0) != 0x80;
-    return n;
-}
-
-std::string pad(const std::string &s, std::size_t width) {
-    const std::size_t w = columns(s);
-    return w >= width ? s : s + std::string(width - w, ' ');
-}
-
-std::string line(const std::string &label, const std::vector<std::string> &cells) {
-    std::string out = "  " + pad(label, kLabelWidth);
-    for (std::size_t i = 0; i < cells.size(); ++i) out += i + 1 < cells.size() ? pad(cells[i], kColumnWidth) : cells[i];
+// A table row without trailing blanks.
+std::string line(std::string_view label, const std::vector<std::string> &cells) {
+    std::string out;
+    append_row(out, label, cells);
     while (!out.empty() && out.back() == ' ') out.pop_back();
-    return out + "\n";
+    out += '\n';
+    return out;
 }
 
 // A cell: the reading as shown, and the reading and the record in the

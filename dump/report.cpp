@@ -8,6 +8,7 @@
 #include "readings.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -17,47 +18,7 @@ namespace fdump {
 
 namespace {
 
-constexpr std::size_t kLabelWidth = 21;
-constexpr std::size_t kColumnWidth = 13;
 
-// Fixed decimals, without a minus sign on a value that rounds to zero.
-std::string fixed(double value, int decimals) {
-    std::string s = strprintf("%.*f", decimals, value);
-    if (s[0] == '-' && s.find_first_not_of("-0.") == std::string::npos) s.erase(0, 1);
-    return s;
-}
-
-// Up to two decimals, trailing zeros dropped (850 nm, 1560.8 nm, 1552.52 nm).
-std::string compact(double value) {
-    std::string s = fixed(value, 2);
-    if (s.find('.') != std::string::npos) {
-        while (s.back() == '0') s.pop_back();
-        if (s.back() == '.') s.pop_back();
-    }
-    return s;
-}
-
-std::string join(const std::vector<std::string> &items, const char *separator) {
-    std::string out;
-    for (const auto &item : items) {
-        if (!out.empty()) out += separator;
-        out += item;
-    }
-    return out;
-}
-
-// Width of a text on a terminal: UTF-8 continuation bytes take no column
-// (the degree and plus-minus signs are two bytes, one column).
-std::size_t columns(const std::string &s) {
-    std::size_t n = 0;
-    for (unsigned char c : s) n += (c & 0xC0) != 0x80;
-    return n;
-}
-
-std::string pad(const std::string &s, std::size_t width) {
-    std::size_t w = columns(s);
-    return w >= width ? s : s + std::string(width - w, ' ');
-}
 
 // Sections of "  Label  value" lines; every section is preceded by an
 // empty line.
@@ -68,15 +29,16 @@ struct text_writer {
         out += title;
         out += '\n';
     }
-    void field(const std::string &label, const std::string &value) {
-        out += "  " + pad(label, kLabelWidth) + value + "\n";
+    void field(std::string_view label, std::string_view value) {
+        out += "  ";
+        append_padded(out, label, kLabelWidth);
+        out += value;
+        out += '\n';
     }
     // A row of a table: a label and columns of kColumnWidth characters.
-    void row(const std::string &label, const std::vector<std::string> &cells) {
-        std::string line = "  " + pad(label, kLabelWidth);
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            line += i + 1 < cells.size() ? pad(cells[i], kColumnWidth) : cells[i];
-        out += line + "\n";
+    void row(std::string_view label, const std::vector<std::string> &cells) {
+        append_row(out, label, cells);
+        out += '\n';
     }
 };
 
@@ -299,7 +261,12 @@ void alarms_text(text_writer &w, const fiber_alarm_info_t &a, const decoded_modu
     }
     std::vector<unsigned> ids = alarm_ids(a);
     if (ids.empty()) w.out += "  none\n";
-    for (unsigned id : ids) w.out += "  " + pad(std::to_string(id), 6) + alarm_text(id) + "\n";
+    for (unsigned id : ids) {
+        w.out += "  ";
+        append_padded(w.out, std::to_string(id), 6);
+        w.out += alarm_text(id);
+        w.out += '\n';
+    }
 }
 
 void state_text(text_writer &w, const fiber_coremgmt_info_t &c) {
@@ -437,6 +404,62 @@ std::string format_dbm(float dbm) { return fixed(dbm, 2) + " dBm"; }
 std::string format_volts(int32_t units_100uv) { return fixed(units_100uv / 10000.0, 4) + " V"; }
 
 std::string format_milliamps(int32_t units_2ua) { return fixed(units_2ua * 0.002, 3) + " mA"; }
+
+// --- text helpers shared by the report, the readings and the description ---
+
+std::string fixed(double value, int decimals) {
+    char buf[400];  // a double in fixed notation needs at most 309 digits before the point
+    std::string s;
+#if defined(__cpp_lib_to_chars)
+    // Exact, as printf's %.*f, without printf's multi-precision arithmetic.
+    if (std::isfinite(value)) {
+        const auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, decimals);
+        s.assign(buf, r.ptr);
+    }
+#endif
+    if (s.empty()) {
+        std::snprintf(buf, sizeof buf, "%.*f", decimals, value);
+        s = buf;
+    }
+    if (s[0] == '-' && s.find_first_not_of("-0.") == std::string::npos) s.erase(0, 1);
+    return s;
+}
+
+std::string compact(double value) {
+    std::string s = fixed(value, 2);
+    while (s.back() == '0') s.pop_back();
+    if (s.back() == '.') s.pop_back();
+    return s;
+}
+
+std::string join(const std::vector<std::string> &items, const char *separator) {
+    std::string out;
+    for (const auto &item : items) {
+        if (!out.empty()) out += separator;
+        out += item;
+    }
+    return out;
+}
+
+std::size_t columns(std::string_view s) {
+    std::size_t n = 0;
+    for (unsigned char c : s) n += (c & 0xC0) != 0x80;
+    return n;
+}
+
+void append_padded(std::string &out, std::string_view s, std::size_t width) {
+    out += s;
+    if (const std::size_t w = columns(s); w < width) out.append(width - w, ' ');
+}
+
+void append_row(std::string &out, std::string_view label, const std::vector<std::string> &cells) {
+    out += "  ";
+    append_padded(out, label, kLabelWidth);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        if (i + 1 < cells.size()) append_padded(out, cells[i], kColumnWidth);
+        else out += cells[i];
+    }
+}
 
 std::string strprintf(const char *format, ...) {
     char buf[256];
