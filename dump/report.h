@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -28,8 +29,12 @@ using json = nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::strin
 struct json_object {
     json value = json::object();
     explicit json_object(std::size_t members) { value.get_ref<json::object_t &>().reserve(members); }
-    json_object &put(const char *key, json member) {
-        value.get_ref<json::object_t &>().emplace_back(key, std::move(member));
+    // The member is made in place from what is given (a number, a string, a
+    // json), with no temporary json to move and destroy.
+    template <class T>
+    json_object &put(const char *key, T &&member) {
+        value.get_ref<json::object_t &>().emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+                                                       std::forward_as_tuple(std::forward<T>(member)));
         return *this;
     }
 };
