@@ -764,8 +764,7 @@ std::string cmis_length(const module_bytes &b) {
 }
 
 // The application the summary names: the active one, else the first.
-std::optional<cmis_application> chosen_application(const page_plan &plan) {
-    auto apps = cmis_applications(plan);
+std::optional<cmis_application> chosen_application(const page_plan &plan, const std::vector<cmis_application> &apps) {
     if (apps.empty()) return std::nullopt;
     unsigned active = cmis_active_apsel(plan);
     for (const auto &a : apps)
@@ -779,8 +778,9 @@ unsigned instances(const cmis_application &a) {
     return std::max(1, std::popcount(static_cast<unsigned>(a.host_lane_options)));
 }
 
-std::string cmis_technology(const page_plan &plan, const module_bytes &b, unsigned *lanes) {
-    auto app = chosen_application(plan);
+std::string cmis_technology(const page_plan &plan, const std::vector<cmis_application> &apps, const module_bytes &b,
+                            unsigned *lanes) {
+    auto app = chosen_application(plan, apps);
     *lanes = 0;
     if (!app) return "module advertising no application";
     const uint8_t media = b.lower[kCmisMediaType];
@@ -959,7 +959,8 @@ description describe(const decoded_module &m, rendering want) {
     }
     case module_family::cmis: {
         const uint8_t *lower = b.lower, *p = b.page00;
-        technology = cmis_technology(plan, b, &lanes);
+        const std::vector<cmis_application> applications = cmis_applications(plan);
+        technology = cmis_technology(plan, applications, b, &lanes);
         connector_code = upper(p, kCmisConnector);
         const uint8_t media = lower[kCmisMediaType];
         if ((media == 0x01 || media == 0x02) && b.page01 && word(b.page01 + kCmisWavelength - 128))
@@ -973,7 +974,6 @@ description describe(const decoded_module &m, rendering want) {
         add(d, "memory", "Memory", flat ? "flat (lower page byte 2 bit 7)" : "paged", flat ? "flat" : "paged");
         add_coded(d, "media_type", "Media type", media, media_type_name(media));
         json apps = json::array();
-        const std::vector<cmis_application> applications = cmis_applications(plan);
         for (const cmis_application &a : applications) {
             const char *host = host_interface_name(a.host_interface);
             const char *medium = media_interface_name(media, a.media_interface);
