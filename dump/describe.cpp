@@ -586,16 +586,16 @@ std::string short_name(std::string_view name, bool one_lane = false) {
 
 std::string hex_code(unsigned code) { return strprintf("%02Xh", code); }
 
-json coded_json(unsigned code, const char *name) {
-    json_object o(2);
-    o.put("code", code).put("name", name);
-    return std::move(o.value);
+using value = document_builder::value;
+
+value coded_json(document_builder &b, unsigned code, const char *name) {
+    return object_writer(b, 2).put("code", code).put("name", name).value;
 }
 std::string coded_text(unsigned code, const char *name) { return hex_code(code) + " " + name; }
 
-json strings_json(const std::vector<std::string> &items) {
-    json a = json::array();
-    for (const auto &s : items) a.push_back(s);
+value strings_json(document_builder &b, const std::vector<std::string> &items) {
+    const value a = b.array(items.size());
+    for (const auto &s : items) b.push(a, b.text(s));
     return a;
 }
 
@@ -817,26 +817,34 @@ constexpr std::size_t kDescriptionMembers = 24;  // the most keys one family's d
 
 struct description {
     rendering want;
+    document_builder *builder = nullptr;  // JSON
     std::string summary;
-    std::vector<field> fields;                // text
-    json_object object{kDescriptionMembers};  // JSON
+    std::vector<field> fields;  // text
+    value object{};             // JSON
     bool text() const { return want == rendering::text; }
     bool json_value() const { return want == rendering::json; }
+    // A field's JSON value, made only when JSON is rendered.
+    template <class T>
+    value json(const T &v) const { return json_value() ? builder->make(v) : value::none; }
+    value coded(unsigned code, const char *name) const {
+        return json_value() ? coded_json(*builder, code, name) : value::none;
+    }
 };
 
-void add(description &d, const char *key, std::string label, std::string text, json value) {
+// A field: a text line when it has a label, a JSON member when it has a key
+// (value::none: null).
+void add(description &d, const char *key, std::string label, std::string text, value json) {
     if (d.text() && !label.empty()) d.fields.push_back({std::move(label), std::move(text)});
-    else if (d.json_value() && *key) d.object.put(key, std::move(value));
+    else if (d.json_value() && *key) d.builder->put(d.object, key, json == value::none ? d.builder->null() : json);
 }
 
 void add_coded(description &d, const char *key, const char *label, unsigned code, const char *name) {
-    add(d, key, label, d.text() ? coded_text(code, name) : std::string(),
-        d.json_value() ? coded_json(code, name) : json());
+    add(d, key, label, d.text() ? coded_text(code, name) : std::string(), d.coded(code, name));
 }
 
 void add_list(description &d, const char *key, const char *label, const std::vector<std::string> &items) {
     add(d, key, label, !d.text() ? std::string() : items.empty() ? "none" : join(items, ", "),
-        d.json_value() ? strings_json(items) : json());
+        d.json_value() ? strings_json(*d.builder, items) : value::none);
 }
 
 const char *map_name(module_family f) {
@@ -857,8 +865,9 @@ std::string joined(const std::vector<std::string> &parts) {
     return out;
 }
 
-description describe(const decoded_module &m, rendering want) {
-    description d{want, {}, {}};
+description describe(const decoded_module &m, rendering want, document_builder *builder = nullptr) {
+    description d{want, builder, {}, {}, {}};
+    if (d.json_value()) d.object = builder->object(kDescriptionMembers);
     const page_plan &plan = *m.plan;
     const module_bytes b = bytes_of(plan);
     const identifier_row *id = identifier_of(b.identifier);
@@ -870,18 +879,18 @@ description describe(const decoded_module &m, rendering want) {
     unsigned lanes = 0;
     uint8_t connector_code = 0;
 
-    add(d, "summary", "Summary", "", json());  // filled below
+    add(d, "summary", "Summary", "", {});  // filled below
     add_coded(d, "identifier", "Identifier", b.identifier, id_name);
-    add(d, "memory_map", "Memory map", map_name(b.family), map_name(b.family));
+    add(d, "memory_map", "Memory map", map_name(b.family), d.json(map_name(b.family)));
     if (m.identifier_in_place) {
         const uint8_t in_place = *m.identifier_in_place;
         add(d, "decoded_with_identifier", "Decoded as",
             std::string(map_name(b.family)) + " map with identifier " + hex_code(in_place) + " in place of " +
                 hex_code(b.identifier) + " (the " + family_title(b.family) + " decoders do not accept " +
                 hex_code(b.identifier) + ")",
-            coded_json(in_place, identifier_name(in_place)));
+            d.coded(in_place, identifier_name(in_place)));
     } else {
-        add(d, "decoded_with_identifier", "", "", json());  // JSON only: null
+        add(d, "decoded_with_identifier", "", "", {});  // JSON only: null
     }
 
     switch (b.family) {
@@ -902,7 +911,7 @@ description describe(const decoded_module &m, rendering want) {
                             : (a0[kSfpCable] & kSfpActiveCable) ? "active"
                                                                 : nullptr;
         add(d, "cable_technology", "Cable technology", cable ? std::string(cable) + " cable" : "not a cable",
-            cable ? json(cable) : json());
+            cable ? d.json(cable) : value::none);
         const uint8_t diag = a0[kSfpDiagType];
         const char *calibration = !(diag & kSfpDdm)      ? nullptr
                                   : (diag & kSfpInternal) ? "internal"
@@ -912,9 +921,9 @@ description describe(const decoded_module &m, rendering want) {
             !calibration                                    ? "not implemented (A0h byte 92 bit 6 is 0)"
             : std::strcmp(calibration, "unspecified") == 0 ? "calibration not stated (A0h byte 92 bits 5-4 are 0)"
                                                             : std::string(calibration) + "ly calibrated",
-            calibration ? json(calibration) : json());
+            calibration ? d.json(calibration) : value::none);
         const unsigned mbd = a0[kSfpBitRate] == 0xFF ? a0[kSfpBitRateMax] * 250u : a0[kSfpBitRate] * 100u;
-        add(d, "nominal_rate_mbd", "Nominal rate", std::to_string(mbd) + " MBd", mbd);
+        add(d, "nominal_rate_mbd", "Nominal rate", std::to_string(mbd) + " MBd", d.json(mbd));
         break;
     }
     case module_family::xfp: {
@@ -948,13 +957,13 @@ description describe(const decoded_module &m, rendering want) {
         const bool applies = upper(p, kQsfpCompliance) & kQsfpExtendedApplies;
         const uint8_t x = upper(p, kQsfpExtendedCompliance);
         if (applies) add_coded(d, "extended_compliance", "Extended compliance", x, extended_compliance_name(x));
-        else add(d, "extended_compliance", "Extended compliance", "not used (byte 131 bit 7 is 0)", json());
+        else add(d, "extended_compliance", "Extended compliance", "not used (byte 131 bit 7 is 0)", {});
         add_list(d, "fc_speeds", "FC speeds", qsfp_fc_speeds(p));
         add_coded(d, "transmitter_technology", "Transmitter", tx, transmitter_technology_name(tx));
-        add(d, "lanes", "Lanes", "4", 4);
+        add(d, "lanes", "Lanes", "4", d.json(4));
         // Byte 140 in 100 MBd; FFh: byte 222 in 250 MBd.
         const unsigned mbd = upper(p, kQsfpBitRate) == 0xFF ? upper(p, kQsfpBitRateMax) * 250u : upper(p, kQsfpBitRate) * 100u;
-        add(d, "nominal_rate_mbd", "Nominal rate", std::to_string(mbd) + " MBd", mbd);
+        add(d, "nominal_rate_mbd", "Nominal rate", std::to_string(mbd) + " MBd", d.json(mbd));
         break;
     }
     case module_family::cmis: {
@@ -969,11 +978,11 @@ description describe(const decoded_module &m, rendering want) {
         add_coded(d, "connector", "Connector", connector_code, connector_name(connector_code));
         const uint8_t rev = lower[kCmisRevision];
         const std::string revision = strprintf("%u.%u", rev >> 4, rev & 0x0F);
-        add(d, "revision", "CMIS revision", revision, revision);
+        add(d, "revision", "CMIS revision", revision, d.json(revision));
         const bool flat = lower[kCmisMemoryModel] & kCmisFlatMemory;
-        add(d, "memory", "Memory", flat ? "flat (lower page byte 2 bit 7)" : "paged", flat ? "flat" : "paged");
+        add(d, "memory", "Memory", flat ? "flat (lower page byte 2 bit 7)" : "paged", d.json(flat ? "flat" : "paged"));
         add_coded(d, "media_type", "Media type", media, media_type_name(media));
-        json apps = json::array();
+        const value apps = d.json_value() ? builder->array(applications.size()) : value::none;
         for (const cmis_application &a : applications) {
             const char *host = host_interface_name(a.host_interface);
             const char *medium = media_interface_name(media, a.media_interface);
@@ -985,29 +994,29 @@ description describe(const decoded_module &m, rendering want) {
                     coded_text(a.host_interface, host) + " -> " + coded_text(a.media_interface, medium) + "; " +
                         std::to_string(a.host_lanes) + " host, " + std::to_string(a.media_lanes) +
                         " media lanes; starts on host lane " + (starts.empty() ? "-" : join(starts, ", ")),
-                    json());
+                    {});
             } else if (d.json_value()) {
-                json start_lanes = json::array();
+                object_writer app(*builder, 6);
+                app.put("apsel", a.apsel).put("host_interface", coded_json(*builder, a.host_interface, host));
+                app.put("media_interface", coded_json(*builder, a.media_interface, medium)).put("host_lanes", a.host_lanes);
+                const value start_lanes = builder->array(std::popcount(a.host_lane_options));
                 for (unsigned lane = 0; lane < 8; ++lane)
-                    if ((a.host_lane_options >> lane) & 1u) start_lanes.push_back(lane + 1);
-                json_object app(6);
-                app.put("apsel", a.apsel).put("host_interface", coded_json(a.host_interface, host));
-                app.put("media_interface", coded_json(a.media_interface, medium)).put("host_lanes", a.host_lanes);
-                app.put("media_lanes", a.media_lanes).put("host_lane_options", std::move(start_lanes));
-                apps.push_back(std::move(app.value));
+                    if ((a.host_lane_options >> lane) & 1u) builder->push(start_lanes, builder->make(lane + 1));
+                app.put("media_lanes", a.media_lanes).put("host_lane_options", start_lanes);
+                builder->push(apps, app.value);
             }
         }
-        if (applications.empty()) add(d, "", "Applications", "none advertised", json());
-        add(d, "applications", "", "", std::move(apps));  // JSON only
+        if (applications.empty()) add(d, "", "Applications", "none advertised", {});
+        add(d, "applications", "", "", apps);  // JSON only
         const unsigned active = cmis_active_apsel(plan);
         add(d, "active_application", "Active application",
             active ? "ApSel " + std::to_string(active) + " on host lane 1 (page 11h byte 206)"
                    : b.page11 ? "none on host lane 1" : "not in the image (page 11h)",
-            active ? json(active) : json());
-        add(d, "lanes", "Lanes", std::to_string(lanes), lanes);
+            active ? d.json(active) : value::none);
+        add(d, "lanes", "Lanes", std::to_string(lanes), d.json(lanes));
         const float watts = upper(p, kCmisMaxPower) * 0.25f;
         add(d, "max_power_w", "Max power",
-            fixed(watts, 2) + " W, power class " + std::to_string((upper(p, kCmisPowerClass) >> 5) + 1), watts);
+            fixed(watts, 2) + " W, power class " + std::to_string((upper(p, kCmisPowerClass) >> 5) + 1), d.json(watts));
         break;
     }
     case module_family::unknown:
@@ -1031,7 +1040,7 @@ description describe(const decoded_module &m, rendering want) {
     std::string lane_text = b.family == module_family::cmis && lanes ? std::to_string(lanes) + " lanes" : "";
     d.summary = joined({form + " " + technology, connector_text, wavelength, length, lane_text});
     if (d.text()) d.fields.front().text = d.summary;
-    if (d.json_value()) d.object.value.front() = d.summary;
+    if (d.json_value()) builder->replace(d.object, "summary", builder->text(d.summary));
     return d;
 }
 
@@ -1187,9 +1196,9 @@ std::string description_text(const decoded_module &m) {
     return out;
 }
 
-json description_json(const decoded_module &m) {
-    if (!m.plan || m.family == module_family::unknown) return json(nullptr);
-    return std::move(describe(m, rendering::json).object.value);
+document_builder::value description_json(const decoded_module &m, document_builder &builder) {
+    if (!m.plan || m.family == module_family::unknown) return builder.null();
+    return describe(m, rendering::json, &builder).object;
 }
 
 }  // namespace fdump

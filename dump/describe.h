@@ -105,7 +105,7 @@ std::string module_summary(const decoded_module &module);
 // The text report's "Description" section (an empty line, the title, the
 // fields) and the JSON document's `description` object.
 std::string description_text(const decoded_module &module);
-json description_json(const decoded_module &module);
+document_builder::value description_json(const decoded_module &module, document_builder &builder);
 
 // The Identification status of a module decoded through substituted pages:
 // the library's type map does not know its identifier. Empty otherwise.

@@ -281,52 +281,53 @@ std::optional<module_readings> compute_readings(const page_plan &plan, const fib
 // ---------------------------------------------------------------------------
 namespace {
 
-// JSON has no infinity: a dark lane's dBm is null.
-json dbm_json(const power_reading &p) { return std::isfinite(p.dbm) ? json(p.dbm) : json(nullptr); }
+using value = document_builder::value;
 
-json optional_number(const std::optional<double> &v) { return v ? json(*v) : json(nullptr); }
+// JSON has no infinity: a dark lane's dBm is null.
+value dbm_json(document_builder &b, const power_reading &p) { return std::isfinite(p.dbm) ? b.make(p.dbm) : b.null(); }
+
+value optional_number(document_builder &b, const std::optional<double> &v) { return v ? b.make(*v) : b.null(); }
 
 template <class T, class F>
-json threshold_json(const threshold_set<T> &t, F value) {
-    json_object o(4);
-    o.put("high_alarm", value(t.high_alarm)).put("low_alarm", value(t.low_alarm));
-    o.put("high_warning", value(t.high_warning)).put("low_warning", value(t.low_warning));
-    return std::move(o.value);
+value threshold_json(document_builder &b, const threshold_set<T> &t, F level) {
+    object_writer o(b, 4);
+    o.put("high_alarm", level(b, t.high_alarm)).put("low_alarm", level(b, t.low_alarm));
+    o.put("high_warning", level(b, t.high_warning)).put("low_warning", level(b, t.low_warning));
+    return o.value;
 }
 
-json thresholds_json(const reading_thresholds &t) {
-    auto number = [](double v) { return json(v); };
-    auto watts = [](const power_reading &p) { return json(p.watts); };
-    json_object o(7);
-    o.put("temperature_celsius", threshold_json(t.temperature_celsius, number));
-    o.put("supply_voltage_volts", threshold_json(t.supply_voltage_volts, number));
-    o.put("tx_bias_amperes", t.tx_bias_amperes ? threshold_json(*t.tx_bias_amperes, number) : json(nullptr));
-    o.put("tx_power_watts", threshold_json(t.tx_power, watts));
-    o.put("tx_power_dbm", threshold_json(t.tx_power, dbm_json));
-    o.put("rx_power_watts", threshold_json(t.rx_power, watts));
-    o.put("rx_power_dbm", threshold_json(t.rx_power, dbm_json));
-    return std::move(o.value);
+value thresholds_json(document_builder &b, const reading_thresholds &t) {
+    auto number = [](document_builder &b, double v) { return b.make(v); };
+    auto watts = [](document_builder &b, const power_reading &p) { return b.make(p.watts); };
+    object_writer o(b, 7);
+    o.put("temperature_celsius", threshold_json(b, t.temperature_celsius, number));
+    o.put("supply_voltage_volts", threshold_json(b, t.supply_voltage_volts, number));
+    o.put("tx_bias_amperes", t.tx_bias_amperes ? threshold_json(b, *t.tx_bias_amperes, number) : b.null());
+    o.put("tx_power_watts", threshold_json(b, t.tx_power, watts));
+    o.put("tx_power_dbm", threshold_json(b, t.tx_power, dbm_json));
+    o.put("rx_power_watts", threshold_json(b, t.rx_power, watts));
+    o.put("rx_power_dbm", threshold_json(b, t.rx_power, dbm_json));
+    return o.value;
 }
 
 }  // namespace
 
-json readings_json(const decoded_module &m) {
-    if (!m.readings) return nullptr;
+document_builder::value readings_json(const decoded_module &m, document_builder &b) {
+    if (!m.readings) return b.null();
     const module_readings &r = *m.readings;
-    json lanes = json::array();
-    lanes.get_ref<json::array_t &>().reserve(r.lanes.size());
-    for (const lane_reading &l : r.lanes) {
-        json_object lane(6);
-        lane.put("lane", l.lane).put("tx_bias_amperes", optional_number(l.tx_bias_amperes));
-        lane.put("tx_power_watts", l.tx_power.watts).put("tx_power_dbm", dbm_json(l.tx_power));
-        lane.put("rx_power_watts", l.rx_power.watts).put("rx_power_dbm", dbm_json(l.rx_power));
-        lanes.push_back(std::move(lane.value));
-    }
-    json_object o(5);
+    object_writer o(b, 5);
     o.put("temperature_celsius", r.temperature_celsius).put("supply_voltage_volts", r.supply_voltage_volts);
-    o.put("rx_power_type", r.rx_power_average ? "average" : "OMA").put("lanes", std::move(lanes));
-    o.put("thresholds", r.thresholds ? thresholds_json(*r.thresholds) : json(nullptr));
-    return std::move(o.value);
+    o.put("rx_power_type", r.rx_power_average ? "average" : "OMA");
+    const value lanes = b.array(r.lanes.size());
+    for (const lane_reading &l : r.lanes) {
+        object_writer lane(b, 6);
+        lane.put("lane", l.lane).put("tx_bias_amperes", optional_number(b, l.tx_bias_amperes));
+        lane.put("tx_power_watts", l.tx_power.watts).put("tx_power_dbm", dbm_json(b, l.tx_power));
+        lane.put("rx_power_watts", l.rx_power.watts).put("rx_power_dbm", dbm_json(b, l.rx_power));
+        b.push(lanes, lane.value);
+    }
+    o.put("lanes", lanes).put("thresholds", r.thresholds ? thresholds_json(b, *r.thresholds) : b.null());
+    return o.value;
 }
 
 // ---------------------------------------------------------------------------

@@ -87,7 +87,7 @@ unsigned cmis_media_lanes(const uint8_t *lower, const uint8_t *page01, const uin
 // The JSON `readings` object (null for a module without readings) and the
 // readings part of the text report's diagnostics section: lines of
 // "  label  value" with the record's value beneath where it differs.
-json readings_json(const decoded_module &module);
+document_builder::value readings_json(const decoded_module &module, document_builder &builder);
 std::string readings_text(const decoded_module &module);
 
 }  // namespace fdump

@@ -299,7 +299,9 @@ std::string json_text(const char *s, std::size_t size) {
     return out;
 }
 
-json json_text(const char *s) { return s ? json(json_text(s, std::strlen(s))) : json(nullptr); }
+using value = document_builder::value;
+
+value json_text(document_builder &b, const char *s) { return s ? b.text(json_text(s, std::strlen(s))) : b.null(); }
 
 // A file name as given: UTF-8 names unchanged, other bytes as Latin-1 (the
 // document must be valid UTF-8, and a name need not be).
@@ -312,56 +314,45 @@ std::string file_name(const std::string &name) {
     }
 }
 
-template <class T, std::size_t N>
-json json_array(const T (&values)[N]) {
-    json a = json::array();
-    a.get_ref<json::array_t &>().reserve(N);
-    for (const T &v : values) a.push_back(v);
-    return a;
-}
-
-json json_ids(const std::vector<unsigned> &ids) {
-    json list = json::array();
-    for (unsigned id : ids) {
-        json_object alarm(2);
-        alarm.put("id", id).put("text", json_text(alarm_text(id)));
-        list.push_back(std::move(alarm.value));
-    }
+value json_ids(document_builder &b, const std::vector<unsigned> &ids) {
+    const value list = b.array(ids.size());
+    for (unsigned id : ids) b.push(list, object_writer(b, 2).put("id", id).put("text", json_text(b, alarm_text(id))).value);
     return list;
 }
 
 #define FIELD(record, name) put(#name, record.name)
-#define TEXT(record, name) put(#name, json_text(record.name, sizeof record.name))
+#define TEXT(record, name) put(#name, b.text(json_text(record.name, sizeof record.name)))
+#define TEXT_OR_NULL(record, name) put(#name, json_text(b, record.name))
 
-json normal_json(const fiber_normal_info_t &n) {
-    json_object o(31);
+value normal_json(document_builder &b, const fiber_normal_info_t &n) {
+    object_writer o(b, 31);
     o.FIELD(n, unsupported).FIELD(n, ddm_supported).FIELD(n, is_xfp).FIELD(n, is_qsfp);
     o.FIELD(n, is_copper).FIELD(n, is_active_cable).FIELD(n, is_sfp).FIELD(n, zx_within_90km);
-    o.put("name_prefix", json_text(n.name_prefix)).put("type_name", json_text(n.type_name));
-    o.put("connector_name", json_text(n.connector_name)).FIELD(n, wavelength_nm);
+    o.TEXT_OR_NULL(n, name_prefix).TEXT_OR_NULL(n, type_name);
+    o.TEXT_OR_NULL(n, connector_name).FIELD(n, wavelength_nm);
     o.FIELD(n, wavelength_tolerance_nm).FIELD(n, length_smf_m).FIELD(n, length_smf_km);
     o.FIELD(n, length_smf_km_from_100m).FIELD(n, length_om5_m).FIELD(n, length_om4_m);
     o.FIELD(n, length_om3_m).FIELD(n, length_om2_m).FIELD(n, length_om1_m).FIELD(n, length_copper_m);
     o.TEXT(n, display_name).TEXT(n, serial_number).TEXT(n, vendor_specific).FIELD(n, trans_type);
-    o.FIELD(n, rate_mbps).FIELD(n, connector_class).put("lane_wavelength_nm", json_array(n.lane_wavelength_nm));
+    o.FIELD(n, rate_mbps).FIELD(n, connector_class).put("lane_wavelength_nm", array_of(b, n.lane_wavelength_nm));
     o.FIELD(n, is_x8_module).FIELD(n, is_rj45);
-    return std::move(o.value);
+    return o.value;
 }
 
-json vendor_json(const fiber_vendor_info_t &v) {
-    json_object o(9);
-    o.FIELD(v, unsupported).TEXT(v, vendor_name).put("vendor_oui", json_array(v.vendor_oui));
-    o.TEXT(v, vendor_pn).TEXT(v, vendor_rev).TEXT(v, date_code).put("encoding", json_text(v.encoding));
+value vendor_json(document_builder &b, const fiber_vendor_info_t &v) {
+    object_writer o(b, 9);
+    o.FIELD(v, unsupported).TEXT(v, vendor_name).put("vendor_oui", array_of(b, v.vendor_oui));
+    o.TEXT(v, vendor_pn).TEXT(v, vendor_rev).TEXT(v, date_code).TEXT_OR_NULL(v, encoding);
     o.TEXT(v, firmware_version).TEXT(v, hardware_version);
-    return std::move(o.value);
+    return o.value;
 }
 
-json diag_json(const fiber_diag_info_t &g) {
-    json_object o(38);
+value diag_json(document_builder &b, const fiber_diag_info_t &g) {
+    object_writer o(b, 38);
     o.FIELD(g, unsupported).FIELD(g, ddm_supported).FIELD(g, qsfp_done).FIELD(g, cmis_done);
     o.FIELD(g, rx_power_type).FIELD(g, thresholds_valid).FIELD(g, temperature).FIELD(g, voltage);
-    o.FIELD(g, media_lane_count).put("tx_bias", json_array(g.tx_bias)).put("rx_power", json_array(g.rx_power));
-    o.put("tx_power", json_array(g.tx_power)).FIELD(g, temp_high_alarm).FIELD(g, temp_low_alarm);
+    o.FIELD(g, media_lane_count).put("tx_bias", array_of(b, g.tx_bias)).put("rx_power", array_of(b, g.rx_power));
+    o.put("tx_power", array_of(b, g.tx_power)).FIELD(g, temp_high_alarm).FIELD(g, temp_low_alarm);
     o.FIELD(g, temp_high_warning).FIELD(g, temp_low_warning).FIELD(g, voltage_high_alarm);
     o.FIELD(g, voltage_low_alarm).FIELD(g, voltage_high_warning).FIELD(g, voltage_low_warning);
     o.FIELD(g, rx_power_high_alarm).FIELD(g, rx_power_low_alarm).FIELD(g, rx_power_high_warning);
@@ -369,32 +360,34 @@ json diag_json(const fiber_diag_info_t &g) {
     o.FIELD(g, tx_bias_high_warning).FIELD(g, tx_bias_low_warning).FIELD(g, tx_power_high_alarm);
     o.FIELD(g, tx_power_low_alarm).FIELD(g, tx_power_high_warning).FIELD(g, tx_power_low_warning);
     o.FIELD(g, module_type).FIELD(g, monitor_flags).FIELD(g, rx_power_flags).FIELD(g, tx_power_flags);
-    o.FIELD(g, max_power).put("flags", json_ids(diag_flag_ids(g)));
-    return std::move(o.value);
+    o.FIELD(g, max_power).put("flags", json_ids(b, diag_flag_ids(g)));
+    return o.value;
 }
 
-json alarm_json(const fiber_alarm_info_t &a) {
-    json_object o(7);
+value alarm_json(document_builder &b, const fiber_alarm_info_t &a) {
+    object_writer o(b, 7);
     o.FIELD(a, unsupported).FIELD(a, ddm_supported).FIELD(a, qsfp_done).FIELD(a, cmis_done);
-    o.FIELD(a, alarm_id_count).put("alarm_bits", json_array(a.alarm_bits)).put("alarms", json_ids(alarm_ids(a)));
-    return std::move(o.value);
+    o.FIELD(a, alarm_id_count).put("alarm_bits", array_of(b, a.alarm_bits)).put("alarms", json_ids(b, alarm_ids(a)));
+    return o.value;
 }
 
-json coremgmt_json(const fiber_coremgmt_info_t &c) {
-    json states = json::array();
-    for (const char *s : c.datapath_state) states.push_back(json_text(s));
-    json_object o(5);
-    o.FIELD(c, unsupported).FIELD(c, media_lane_count).put("module_state", json_text(c.module_state));
-    o.put("datapath_state", std::move(states)).put("datapath_state_changed", json_array(c.datapath_state_changed));
-    return std::move(o.value);
+value coremgmt_json(document_builder &b, const fiber_coremgmt_info_t &c) {
+    object_writer o(b, 5);
+    o.FIELD(c, unsupported).FIELD(c, media_lane_count).TEXT_OR_NULL(c, module_state);
+    const value states = b.array(std::size(c.datapath_state));
+    for (const char *s : c.datapath_state) b.push(states, json_text(b, s));
+    o.put("datapath_state", states).put("datapath_state_changed", array_of(b, c.datapath_state_changed));
+    return o.value;
 }
 
 #undef FIELD
 #undef TEXT
+#undef TEXT_OR_NULL
 
 template <class Record>
-json optional_json(const std::optional<Record> &record, json (*convert)(const Record &)) {
-    return record ? convert(*record) : json(nullptr);
+value optional_json(document_builder &b, const std::optional<Record> &record,
+                    value (*convert)(document_builder &, const Record &)) {
+    return record ? convert(b, *record) : b.null();
 }
 
 }  // namespace
@@ -506,19 +499,25 @@ std::string text_body(const decoded_module &m) {
     return w.out;
 }
 
-json json_report(const decoded_module &m) {
-    json pages = json::array();
-    for (const auto &p : m.pages) pages.push_back(p);
-    json notes = json::array();
-    for (const auto &n : m.notes) notes.push_back(n);
-    json_object o(15);
+document_builder::value json_report(const decoded_module &m, document_builder &b) {
+    object_writer o(b, 15);
     o.put("file", file_name(m.file)).put("format", format_name(m.format)).put("size", m.size);
-    o.put("kind", family_name(m.family)).put("kind_forced", m.family_forced).put("pages", std::move(pages));
-    o.put("decoded", m.failure.empty()).put("notes", std::move(notes)).put("description", description_json(m));
-    o.put("normal", optional_json(m.normal, normal_json)).put("vendor", optional_json(m.vendor, vendor_json));
-    o.put("diag", optional_json(m.diag, diag_json)).put("readings", readings_json(m));
-    o.put("alarm", optional_json(m.alarm, alarm_json)).put("coremgmt", optional_json(m.coremgmt, coremgmt_json));
-    return std::move(o.value);
+    o.put("kind", family_name(m.family)).put("kind_forced", m.family_forced);
+    const value pages = b.array(m.pages.size());
+    for (const auto &p : m.pages) b.push(pages, b.text(p));
+    const value notes = b.array(m.notes.size());
+    for (const auto &n : m.notes) b.push(notes, b.text(n));
+    o.put("pages", pages).put("decoded", m.failure.empty()).put("notes", notes);
+    o.put("description", description_json(m, b));
+    o.put("normal", optional_json(b, m.normal, normal_json)).put("vendor", optional_json(b, m.vendor, vendor_json));
+    o.put("diag", optional_json(b, m.diag, diag_json)).put("readings", readings_json(m, b));
+    o.put("alarm", optional_json(b, m.alarm, alarm_json)).put("coremgmt", optional_json(b, m.coremgmt, coremgmt_json));
+    return o.value;
+}
+
+json json_report(const decoded_module &m) {
+    json_builder b;
+    return b.take(json_report(m, b));
 }
 
 }  // namespace fdump

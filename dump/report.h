@@ -10,41 +10,19 @@
 #include <utility>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
+#include "document.h"
 #include "pages.h"
 
 namespace fdump {
-
-// Keys keep the records' field order; floats are written with the precision
-// of the records' own single-precision fields (-2.5, not -2.5000000001).
-using json = nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::string, bool, std::int64_t,
-                                  std::uint64_t, float>;
-
-// A JSON object built member by member, keys in the order they are put.
-// Cheaper than an initializer list, which copies every value: values are
-// moved in, and room for `members` is reserved, since growing an ordered
-// object copies the members it holds (their keys are const). Keys are
-// distinct by construction, so put() appends without looking them up.
-struct json_object {
-    json value = json::object();
-    explicit json_object(std::size_t members) { value.get_ref<json::object_t &>().reserve(members); }
-    // The member is made in place from what is given (a number, a string, a
-    // json), with no temporary json to move and destroy.
-    template <class T>
-    json_object &put(const char *key, T &&member) {
-        value.get_ref<json::object_t &>().emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
-                                                       std::forward_as_tuple(std::forward<T>(member)));
-        return *this;
-    }
-};
 
 // The first line of a file's text report and its notes.
 std::string text_header(const decoded_module &module);
 // The sections: identification, vendor, diagnostics, alarms, module state.
 std::string text_body(const decoded_module &module);
 
+// The JSON document, as an nlohmann::json value or into any builder.
 json json_report(const decoded_module &module);
+document_builder::value json_report(const decoded_module &module, document_builder &builder);
 
 // A power in dBm with two decimals; -40.00 dBm (no light, or a zero reading)
 // is shown as such.

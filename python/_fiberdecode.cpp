@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // fiberdecode._fiberdecode: the compiled half of the Python package. It
 // hands a dump's bytes, a file name or the pages a caller read to the dump
-// layer and keeps what comes back: the decoded module and its JSON document.
-// Python objects are made from that document, so every name and value is
-// the command's own; nothing is parsed, planned or decoded here.
+// layer and keeps what comes back: the decoded module. The dump layer renders
+// the module's JSON document straight into Python objects (python_builder),
+// so every name and value is the command's own; nothing is parsed, planned,
+// decoded or rendered here.
 //
-// Decoding and rendering run with the GIL released; conversion to Python
-// objects happens after, with the GIL held. Input errors come back as the
+// Decoding runs with the GIL released; rendering into Python objects needs
+// it, and happens when a document or a record is asked for. Input errors come back as the
 // message string (the package raises InputError with it); argument errors
 // (page sizes, page numbers, unknown format or kind names) raise ValueError.
 #include <pybind11/pybind11.h>
@@ -30,15 +31,15 @@ namespace py = pybind11;
 
 namespace {
 
-using fdump::json;
 
 constexpr std::size_t kPage = 128;       // every page of the page set
 constexpr std::size_t kCmisEntry = 512;  // CMIS page-set entries 20h-23h and 2Ch
 
-// One decoded module: the dump layer's result and its JSON document.
+// One decoded module, and its document as Python objects once a record has
+// been asked for (the records are read from it).
 struct decoded {
     fdump::decoded_module module;
-    json document;
+    py::object document;
 };
 
 // A contiguous byte buffer of a bytes-like object, held while it is read.
@@ -99,62 +100,79 @@ py::object float_value(float value) {
 
 py::object float_object(float value) { return std::isfinite(value) ? float_value(value) : py::none(); }
 
-// The document's keys are the dump layer's fixed names: each is made a
+// The document's keys are the renderer's string literals: each is made a
 // Python string once and reused (its hash computed once), which saves the
-// better part of turning a document into dicts. The cache is a direct-mapped
-// table on a hash of the key's length and its first and last eight bytes:
-// a key that collides with another is made again, never confused with it. Touched with the GIL held.
-PyObject *key_object(const std::string &key) {
+// better part of making the dicts. The cache is a direct-mapped table on the
+// key's address; a slot holds its key's text, so a key is never confused
+// with another that once had its address. Touched with the GIL held.
+PyObject *key_object(const char *key) {
     struct slot {
+        const char *address = nullptr;
         std::string key;
         PyObject *object = nullptr;
     };
-    constexpr std::size_t kSlots = 2048;  // the document has a few hundred distinct keys
+    constexpr std::size_t kSlots = 1024;  // a document has a few hundred distinct keys
     static slot *slots = new slot[kSlots];
-    const std::size_t n = key.size(), part = std::min<std::size_t>(n, 8);
-    std::uint64_t head = 0, tail = 0;
-    std::memcpy(&head, key.data(), part);
-    std::memcpy(&tail, key.data() + n - part, part);
-    const std::uint64_t hash = (head * 0x9E3779B97F4A7C15u) ^ (tail * 0xC2B2AE3D27D4EB4Fu) ^ n;
-    slot &s = slots[(hash >> 32) % kSlots];
-    if (s.object && s.key == key) return s.object;
-    PyObject *object = PyUnicode_FromStringAndSize(key.data(), static_cast<Py_ssize_t>(key.size()));
+    slot &s = slots[(reinterpret_cast<std::uintptr_t>(key) * 0x9E3779B97F4A7C15u) >> 54];
+    if (s.address == key && s.key == key) return s.object;
+    PyObject *object = PyUnicode_FromString(key);
     if (!object) throw py::error_already_set();
     PyUnicode_InternInPlace(&object);
     Py_XDECREF(s.object);
-    s.key = key;
-    s.object = object;
+    s = {key, key, object};
     return object;
 }
 
-py::object to_python(const json &value) {
-    switch (value.type()) {
-    case json::value_t::null:
-    case json::value_t::discarded: return py::none();
-    case json::value_t::boolean: return py::bool_(value.get<bool>());
-    case json::value_t::number_integer: return steal(PyLong_FromLongLong(value.get<std::int64_t>()));
-    case json::value_t::number_unsigned: return steal(PyLong_FromUnsignedLongLong(value.get<std::uint64_t>()));
-    case json::value_t::number_float: return float_object(value.get<float>());
-    case json::value_t::string: {
-        const auto &s = value.get_ref<const json::string_t &>();
-        return steal(PyUnicode_DecodeUTF8(s.data(), static_cast<Py_ssize_t>(s.size()), "strict"));
+// The dump layer's document as Python objects: dicts, lists, str, int,
+// float, bool and None, as json.loads makes them of the command's output.
+// A value is a new reference until it is put into its dict or list. Called
+// with the GIL held; a Python error is thrown (and the values under
+// construction then leak, which only happens when memory runs out).
+class python_builder final : public fdump::document_builder {
+public:
+    value null() override { return made(Py_NewRef(Py_None)); }
+    value boolean(bool b) override { return made(PyBool_FromLong(b)); }
+    value integer(std::int64_t n) override { return made(PyLong_FromLongLong(n)); }
+    value unsigned_integer(std::uint64_t n) override { return made(PyLong_FromUnsignedLongLong(n)); }
+    value number(float x) override { return made(float_object(x).release().ptr()); }
+    using document_builder::text;
+    value text(std::string_view utf8) override {
+        return made(PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "strict"));
     }
-    case json::value_t::array: {
-        py::object list = steal(PyList_New(static_cast<Py_ssize_t>(value.size())));
-        Py_ssize_t i = 0;
-        for (const auto &item : value) PyList_SET_ITEM(list.ptr(), i++, to_python(item).release().ptr());
-        return list;
+    value object(std::size_t members) override { return made(_PyDict_NewPresized(static_cast<Py_ssize_t>(members))); }
+    void put(value object, const char *key, value member) override {
+        const int status = PyDict_SetItem(python(object), key_object(key), python(member));
+        Py_DECREF(python(member));
+        if (status != 0) throw py::error_already_set();
     }
-    case json::value_t::object: {
-        py::object dict = steal(_PyDict_NewPresized(static_cast<Py_ssize_t>(value.size())));
-        for (const auto &[key, item] : value.get_ref<const json::object_t &>()) {
-            if (PyDict_SetItem(dict.ptr(), key_object(key), to_python(item).ptr()) != 0) throw py::error_already_set();
-        }
-        return dict;
+    // A dict keeps an existing key's place when it is set again.
+    void replace(value object, const char *key, value member) override { put(object, key, member); }
+    value array(std::size_t) override { return made(PyList_New(0)); }
+    void push(value array, value item) override {
+        const int status = PyList_Append(python(array), python(item));
+        Py_DECREF(python(item));
+        if (status != 0) throw py::error_already_set();
     }
-    case json::value_t::binary: break;
+
+    static py::object take(value v) { return py::reinterpret_steal<py::object>(python(v)); }
+
+private:
+    static PyObject *python(value v) { return reinterpret_cast<PyObject *>(static_cast<std::uintptr_t>(v)); }
+    static value made(PyObject *object) {
+        if (!object) throw py::error_already_set();
+        return static_cast<value>(reinterpret_cast<std::uintptr_t>(object));
     }
-    throw py::type_error("unexpected value in the JSON document");
+};
+
+// The module's JSON document as new Python objects.
+py::object document_of(const fdump::decoded_module &module) {
+    python_builder builder;
+    return python_builder::take(fdump::json_report(module, builder));
+}
+
+const py::dict &cached_document(decoded &d) {
+    if (!d.document) d.document = document_of(d.module);
+    return static_cast<const py::dict &>(d.document);
 }
 
 fdump::input_format format_argument(const std::string &name) {
@@ -171,21 +189,19 @@ std::optional<fdump::module_family> kind_argument(const std::string &name, bool 
 
 // The dump layer's outcome as the package takes it: the decoded module, or
 // the input error's message.
-py::object result(fdump::outcome<fdump::decoded_module> &&outcome, json &&document) {
+py::object result(fdump::outcome<fdump::decoded_module> &&outcome) {
     if (!outcome) return py::str(outcome.error);
-    return py::cast(std::make_unique<decoded>(decoded{std::move(*outcome.value), std::move(document)}));
+    return py::cast(std::make_unique<decoded>(decoded{std::move(*outcome.value), py::object()}));
 }
 
 template <class Decode>
 py::object decode_released(Decode &&decode) {
     fdump::outcome<fdump::decoded_module> outcome;
-    json document;
     {
         py::gil_scoped_release release;
         outcome = decode();
-        if (outcome) document = fdump::json_report(*outcome.value);
     }
-    return result(std::move(outcome), std::move(document));
+    return result(std::move(outcome));
 }
 
 py::object decode_bytes(py::handle data, const std::string &name, const std::string &format,
@@ -274,23 +290,22 @@ PYBIND11_MODULE(_fiberdecode, m) {
     m.doc() = "Compiled core of the fiberdecode package; use the fiberdecode package itself.";
 
     py::class_<decoded>(m, "Decoded", "A decoded module and its JSON document (internal).")
-        .def("get", [](const decoded &d, const std::string &key) {
-            auto it = d.document.find(key);
-            if (it == d.document.end()) throw py::key_error(key);
-            return to_python(*it);
-        }, "The document's value under KEY, as Python objects.")
-        .def("keys", [](const decoded &d) {
-            py::list keys;
-            for (const auto &[key, value] : d.document.items()) keys.append(py::str(key));
-            return keys;
-        }, "The document's keys, in order.")
-        .def("to_dict", [](const decoded &d) { return to_python(d.document); },
-             "The whole JSON document as Python objects.")
+        .def("get", [](decoded &d, py::str key) -> py::object {
+            PyObject *value = PyDict_GetItemWithError(cached_document(d).ptr(), key.ptr());
+            if (!value) {
+                if (PyErr_Occurred()) throw py::error_already_set();
+                throw py::key_error(std::string(key));
+            }
+            return py::reinterpret_borrow<py::object>(value);
+        }, "The document's value under KEY, as Python objects (shared by every call).")
+        .def("keys", [](decoded &d) { return py::list(cached_document(d)); }, "The document's keys, in order.")
+        .def("to_dict", [](const decoded &d) { return document_of(d.module); },
+             "The whole JSON document as new Python objects.")
         .def("to_json", [](const decoded &d, int indent) {
             std::string text;
             {
                 py::gil_scoped_release release;
-                text = d.document.dump(indent);
+                text = fdump::json_report(d.module).dump(indent);
             }
             return text;
         }, py::arg("indent"), "The JSON document as text (indent < 0: one line).")
