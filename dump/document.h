@@ -93,6 +93,8 @@ document_builder::value array_of(document_builder &b, const T (&values)[N]) {
 // slot.
 class json_builder final : public document_builder {
 public:
+    // Values under construction at once: about the document's depth.
+    json_builder() { slots_.reserve(32); }
     value null() override { return add(nullptr); }
     value boolean(bool b) override { return add(b); }
     value integer(std::int64_t n) override { return add(n); }
