@@ -2,13 +2,14 @@
 // fiberdecode._fiberdecode: the compiled half of the Python package. It
 // hands a dump's bytes, a file name or the pages a caller read to the dump
 // layer and keeps what comes back: the decoded module. The dump layer renders
-// the module's JSON document straight into Python objects (python_builder),
-// so every name and value is the command's own; nothing is parsed, planned,
-// decoded or rendered here.
+// the module's JSON document straight into Python objects, through
+// python_builder below, which makes each value it is asked for; every name
+// and value is the command's own, and nothing is parsed, planned, decoded or
+// laid out here.
 //
 // Decoding runs with the GIL released; rendering into Python objects needs
-// it, and happens when a document or a record is asked for. Input errors come back as the
-// message string (the package raises InputError with it); argument errors
+// it, and happens when a document or a record is asked for. Input errors
+// come back as the message string (the package raises InputError with it); argument errors
 // (page sizes, page numbers, unknown format or kind names) raise ValueError.
 #include <pybind11/pybind11.h>
 
@@ -170,9 +171,10 @@ py::object document_of(const fdump::decoded_module &module) {
     return python_builder::take(fdump::json_report(module, builder));
 }
 
-const py::dict &cached_document(decoded &d) {
+// The document the records are read from (borrowed), rendered once.
+PyObject *cached_document(decoded &d) {
     if (!d.document) d.document = document_of(d.module);
-    return static_cast<const py::dict &>(d.document);
+    return d.document.ptr();
 }
 
 fdump::input_format format_argument(const std::string &name) {
@@ -291,14 +293,14 @@ PYBIND11_MODULE(_fiberdecode, m) {
 
     py::class_<decoded>(m, "Decoded", "A decoded module and its JSON document (internal).")
         .def("get", [](decoded &d, py::str key) -> py::object {
-            PyObject *value = PyDict_GetItemWithError(cached_document(d).ptr(), key.ptr());
+            PyObject *value = PyDict_GetItemWithError(cached_document(d), key.ptr());
             if (!value) {
                 if (PyErr_Occurred()) throw py::error_already_set();
                 throw py::key_error(std::string(key));
             }
             return py::reinterpret_borrow<py::object>(value);
         }, "The document's value under KEY, as Python objects (shared by every call).")
-        .def("keys", [](decoded &d) { return py::list(cached_document(d)); }, "The document's keys, in order.")
+        .def("keys", [](decoded &d) { return steal(PyDict_Keys(cached_document(d))); }, "The document's keys, in order.")
         .def("to_dict", [](const decoded &d) { return document_of(d.module); },
              "The whole JSON document as new Python objects.")
         .def("to_json", [](const decoded &d, int indent) {
