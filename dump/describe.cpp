@@ -548,7 +548,6 @@ const char *lookup(std::span<const code_name> table, std::span<const code_range>
 uint8_t upper(const uint8_t *page, unsigned byte) { return page[byte - 128]; }
 unsigned word(const uint8_t *p) { return static_cast<unsigned>(p[0]) << 8 | p[1]; }
 
-
 std::string metres(double m) { return m >= 1000 ? compact(m / 1000) + " km" : compact(m) + " m"; }
 
 std::vector<std::string> set_bits(std::span<const compliance_bit> table, const uint8_t *block, unsigned first_byte,
@@ -598,7 +597,6 @@ value strings_json(document_builder &b, const std::vector<std::string> &items) {
     for (const auto &s : items) b.push(a, b.text(s));
     return a;
 }
-
 
 // --- where the bytes are -----------------------------------------------------
 

@@ -18,8 +18,6 @@ namespace fdump {
 
 namespace {
 
-
-
 // Sections of "  Label  value" lines; every section is preceded by an
 // empty line.
 struct text_writer {

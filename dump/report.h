@@ -6,8 +6,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <tuple>
-#include <utility>
 #include <vector>
 
 #include "document.h"

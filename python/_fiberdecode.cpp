@@ -9,11 +9,11 @@
 //
 // Decoding runs with the GIL released; rendering into Python objects needs
 // it, and happens when a document or a record is asked for. Input errors
-// come back as the message string (the package raises InputError with it); argument errors
-// (page sizes, page numbers, unknown format or kind names) raise ValueError.
+// come back as the message string (the package raises InputError with it);
+// argument errors (page sizes, page numbers, unknown format or kind names)
+// raise ValueError.
 #include <pybind11/pybind11.h>
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -31,7 +31,6 @@
 namespace py = pybind11;
 
 namespace {
-
 
 constexpr std::size_t kPage = 128;       // every page of the page set
 constexpr std::size_t kCmisEntry = 512;  // CMIS page-set entries 20h-23h and 2Ch
